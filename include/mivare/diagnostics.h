@@ -1,0 +1,37 @@
+// Diagnostics: frames and audio written to files, and copied plane by plane.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "mivare/export.h"
+#include "mivare/media_buffer.h"
+
+/// Writes plane 0 of a frame as a BMP image, bottom row first: packed formats in colour, 8-bit
+/// planes with a grey palette, deeper ones as 16-bit bit fields. `path` is created or truncated.
+/// Reads whole rows of the file's row size, so the pitch must cover them. Returns 0, also when the
+/// frame cannot be locked (the file then ends after the headers); -1 when the buffer or its
+/// description is missing, the path is null or the file cannot be opened. Dumps of a process take
+/// turns. Thread-safe.
+extern "C" MIVARE_API int32_t NUXMivareDumpBMP(const char* path,
+                                               std::shared_ptr<mivare::IMediaBuffer> buffer);
+
+/// Writes plane 0 of a frame as an uncompressed TGA image whose width is the pitch's. Returns 0; -1
+/// as above, and when the frame cannot be locked or has no bits per pixel. Dumps of a process take
+/// turns. Thread-safe.
+extern "C" MIVARE_API int32_t NUXMivareDumpTGA(const char* path,
+                                               std::shared_ptr<mivare::IMediaBuffer> buffer);
+
+/// Writes the visible samples of a frame, or the bytes of an audio buffer, to a file without a
+/// header named `prefix` plus a suffix that says the layout (".yv12", ".nv12", ".p10", ".yuv422",
+/// ".pcm", ...). Packed formats go to a ".bmp". A device frame is brought to the host first.
+/// Problems are logged. Thread-safe.
+extern "C" MIVARE_API void NUXMivareDumpMediaBuffer(const char* prefix,
+                                                    std::shared_ptr<mivare::IMediaBuffer> buffer);
+
+/// Copies the planes of `source` into `destination`, of the same format and size, whole pitches at
+/// a time; audio by CopyFrom. Returns 0; 1 when the media type has nothing to copy (subtitles); -1
+/// when something is missing or differs, with nothing copied. Overlapping memory is fine.
+/// Reentrant.
+extern "C" MIVARE_API int32_t NUXMivareCopyMediaBufferData(mivare::IMediaBuffer* destination,
+                                                           mivare::IMediaBuffer* source);

@@ -1,0 +1,56 @@
+// Everything the library asks of the operating system. One folder a platform fulfils it; policy,
+// limits and formats stay above. Nothing here throws.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+
+namespace mivare::platform {
+
+/// A block of `size` bytes straight from the system's virtual memory: page-aligned, zeroed by the
+/// system, its pages given back by FreeBlock. Null on failure (see LastError). Thread-safe.
+void* AllocateBlock(size_t size) noexcept;
+
+/// Takes a block of AllocateBlock; null is ignored. Allocates nothing. Thread-safe.
+void FreeBlock(void* block) noexcept;
+
+/// The system's code for the calling thread's last failed call (GetLastError, errno).
+uint32_t LastError() noexcept;
+
+/// Milliseconds since 1970-01-01 UTC. Steps when somebody sets the clock.
+int64_t WallClockMs() noexcept;
+
+/// Milliseconds of a clock that never steps, from an arbitrary start.
+int64_t SteadyClockMs() noexcept;
+
+/// One reading of the process's CPU use, in units of 100 ns.
+struct CpuTimes {
+  uint64_t system_time = 0;  ///< wall clock, since an arbitrary start
+  uint64_t kernel = 0;       ///< spent by all threads of the process in the kernel
+  uint64_t user = 0;         ///< and outside
+  uint32_t processors = 1;   ///< never 0
+};
+
+/// Reads the clock and the number of processors, then the process's times. False when the times
+/// cannot be read.
+bool ReadCpuTimes(CpuTimes& times) noexcept;
+
+/// Bytes.
+struct MemoryFigures {
+  uint64_t total_physical = 0;
+  uint64_t available_physical = 0;
+  uint64_t working_set = 0;  ///< resident memory of the process; 0 when it cannot be read
+};
+MemoryFigures ReadMemoryFigures() noexcept;
+
+struct FileCloser {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, FileCloser>;
+
+/// fopen with a UTF-8 path, whatever the process's code page; empty on failure and for a null path.
+File OpenFile(const char* utf8_path, const char* mode) noexcept;
+
+}  // namespace mivare::platform

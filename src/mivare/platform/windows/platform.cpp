@@ -1,0 +1,84 @@
+#include "platform/platform.h"
+
+#define WIN32_LEAN_AND_MEAN
+#define NOMINMAX
+#include <windows.h>
+// windows.h comes first: the others need its types.
+#include <psapi.h>
+#include <sys/timeb.h>
+
+#include <string>
+
+#include "orlo/encoding.h"
+
+namespace mivare::platform {
+namespace {
+
+uint64_t Join(const FILETIME& time) noexcept {
+  return (static_cast<uint64_t>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
+}
+
+}  // namespace
+
+void* AllocateBlock(size_t size) noexcept {
+  return VirtualAlloc(nullptr, size, MEM_COMMIT, PAGE_READWRITE);
+}
+
+void FreeBlock(void* block) noexcept {
+  if (block != nullptr) VirtualFree(block, 0, MEM_RELEASE);
+}
+
+uint32_t LastError() noexcept { return GetLastError(); }
+
+int64_t WallClockMs() noexcept {
+  __timeb64 now{};
+  _ftime64(&now);
+  return static_cast<int64_t>(now.time) * 1000 + now.millitm;
+}
+
+int64_t SteadyClockMs() noexcept { return static_cast<int64_t>(GetTickCount64()); }
+
+bool ReadCpuTimes(CpuTimes& times) noexcept {
+  SYSTEM_INFO system{};
+  GetSystemInfo(&system);
+  times.processors = system.dwNumberOfProcessors > 0 ? system.dwNumberOfProcessors : 1U;
+  FILETIME now{};
+  GetSystemTimeAsFileTime(&now);
+  times.system_time = Join(now);
+  FILETIME creation{};
+  FILETIME exit{};
+  FILETIME kernel{};
+  FILETIME user{};
+  if (!GetProcessTimes(GetCurrentProcess(), &creation, &exit, &kernel, &user)) return false;
+  times.kernel = Join(kernel);
+  times.user = Join(user);
+  return true;
+}
+
+MemoryFigures ReadMemoryFigures() noexcept {
+  MemoryFigures figures;
+  MEMORYSTATUSEX status{};
+  status.dwLength = sizeof(status);
+  if (GlobalMemoryStatusEx(&status)) {
+    figures.total_physical = status.ullTotalPhys;
+    figures.available_physical = status.ullAvailPhys;
+  }
+  PROCESS_MEMORY_COUNTERS counters{};
+  if (K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters))) {
+    figures.working_set = counters.WorkingSetSize;
+  }
+  return figures;
+}
+
+File OpenFile(const char* utf8_path, const char* mode) noexcept {
+  if (utf8_path == nullptr) return nullptr;
+  try {
+    const std::wstring path = NUXOrlo_UTF8_Unicode(utf8_path);
+    const std::wstring wide_mode = NUXOrlo_UTF8_Unicode(mode);
+    return File(_wfopen(path.c_str(), wide_mode.c_str()));
+  } catch (...) {
+    return nullptr;  // no memory for the wide path
+  }
+}
+
+}  // namespace mivare::platform
