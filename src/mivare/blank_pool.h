@@ -1,0 +1,63 @@
+// BlankPool: the released frames of one pool key, waiting for the next request or for their end.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "base/mutex.h"
+#include "frame_list.h"
+
+namespace mivare {
+
+class HybridBuffer;
+
+/// Keeps up to 32 frames for reuse, the one returned first going out first, and any number of
+/// further ones that only wait for the next Release. Frames refer to it weakly. Times are
+/// wall-clock microseconds. Thread-safe; nothing here allocates.
+class BlankPool {
+ public:
+  BlankPool() = default;
+  BlankPool(const BlankPool&) = delete;
+  BlankPool& operator=(const BlankPool&) = delete;
+  /// Destroys no frame of the 32: the owner closes the pool before it lets go of it.
+  ~BlankPool() = default;
+
+  /// Gives the frame that was returned first, stamped with the time; null when none is kept for
+  /// reuse.
+  HybridBuffer* Take();
+
+  /// Takes a frame. False, with the frame left to the caller, for null and once the pool is closed.
+  bool Put(HybridBuffer* frame);
+
+  /// Whether Release has nothing to do: no surplus, and the first frame was handed out less than
+  /// 300 ms before `now`.
+  bool IsFresh(uint64_t now);
+
+  /// Moves the surplus to `out`, then the frames that were handed out 301 ms or more before `now`,
+  /// up to the first younger one; all of them when `force` is set. Without `out` every frame is
+  /// destroyed, whatever `force` and `now` are.
+  void Release(bool force, uint64_t now, FrameList* out);
+
+  /// Refuses every Put from now on and moves all frames to `out`.
+  void Close(FrameList& out);
+
+ private:
+  static constexpr size_t kMainSize = 32;
+  // 1 ms apart on purpose: a pool that is stale at one pass gives its first frame up at a later
+  // one.
+  static constexpr uint64_t kFreshMicroseconds = 300'000;
+  static constexpr uint64_t kKeepMicroseconds = 301'000;
+
+  HybridBuffer* PopFirst() REQUIRES(mutex_);
+  HybridBuffer* first() const REQUIRES(mutex_) { return frames_[first_]; }
+
+  Mutex mutex_;
+  std::array<HybridBuffer*, kMainSize> frames_ GUARDED_BY(mutex_){};  // a ring
+  size_t first_ GUARDED_BY(mutex_) = 0;
+  size_t count_ GUARDED_BY(mutex_) = 0;
+  FrameList overflow_ GUARDED_BY(mutex_);
+  bool closed_ GUARDED_BY(mutex_) = false;
+};
+
+}  // namespace mivare

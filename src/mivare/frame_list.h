@@ -1,0 +1,36 @@
+// Frames in a row, linked through themselves: queuing one needs no memory.
+#pragma once
+
+#include <cstdint>
+
+namespace mivare {
+
+class HybridBuffer;
+
+/// Owns its frames, first in first out. Thread-bound.
+class FrameList {
+ public:
+  FrameList() = default;
+  FrameList(const FrameList&) = delete;
+  FrameList& operator=(const FrameList&) = delete;
+  /// Destroys what is left.
+  ~FrameList();
+
+  bool empty() const noexcept { return first_ == nullptr; }
+
+  /// Takes a frame, which must not be null or in a list already.
+  void Append(HybridBuffer* frame) noexcept;
+
+  /// Takes every frame of `other`, behind its own.
+  void Append(FrameList& other) noexcept;
+
+  /// Destroys every frame and says how many. A frame whose destructor throws is gone all the same;
+  /// the others follow.
+  uint32_t DestroyAll() noexcept;
+
+ private:
+  HybridBuffer* first_ = nullptr;
+  HybridBuffer* last_ = nullptr;
+};
+
+}  // namespace mivare

@@ -1,0 +1,81 @@
+// HybridBuffer: the frame that hosts get for video and subtitles, in host or in device memory.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "mivare/media_buffer.h"
+
+namespace mivare {
+
+class BlankPool;
+class IGpuAllocator;
+
+/// Wraps one real buffer, the storage, whose description says where the memory is. Forwards to it,
+/// downloads device frames on CopyFrom, and goes back to a pool when its last handle goes.
+class HybridBuffer final : public IMediaBuffer {
+ public:
+  /// Wraps `storage`. `pool` takes the frame back, `blank_pool` does if the host has marked it
+  /// "Blank" by then; both may be empty. Empty (logged) when `storage` is null or there is no
+  /// memory.
+  static std::shared_ptr<IMediaBuffer> Create(std::shared_ptr<IMediaBuffer> storage,
+                                              std::weak_ptr<IGpuAllocator> gpu_allocator,
+                                              std::weak_ptr<BlankPool> blank_pool,
+                                              std::weak_ptr<BlankPool> pool);
+
+  /// Hands a pooled frame out again, with the properties and user data of `request`. Empty (logged)
+  /// without a frame; the frame is destroyed when the request cannot be carried over for lack of
+  /// memory.
+  static std::shared_ptr<IMediaBuffer> Reissue(IMediaDesc* request,
+                                               std::unique_ptr<HybridBuffer> frame);
+
+  /// Blackens the storage and, if that went well and no blank pool is attached, attaches `pool` as
+  /// such. Returns 0 for failure. Host memory never fails.
+  int32_t MakeBlank(const std::shared_ptr<BlankPool>& pool);
+
+  /// When the frame was made or last left a pool, in wall-clock microseconds. Belongs to the pool's
+  /// lock while the frame is in one.
+  uint64_t created_at() const { return created_at_; }
+  void StampNow();
+
+  ~HybridBuffer() override = default;
+  HybridBuffer(const HybridBuffer&) = delete;
+  HybridBuffer& operator=(const HybridBuffer&) = delete;
+
+  // IMediaBuffer
+  int32_t Lock(uint8_t* planes[8], int32_t pitches[8], void* reserved,
+               uint32_t* capacityOut) override;
+  int32_t Unlock() override;
+  int32_t CopyFrom(IMediaBuffer* source) override;
+  int32_t SetData(const uint8_t* data, int32_t size) override;
+  std::shared_ptr<IMediaBuffer> Clone(uint32_t flags) override;
+  IMediaDesc* GetDesc(uint32_t flags) override;
+  int32_t SetDataSize(int32_t size) override;
+  std::shared_ptr<void> QueryObject(uint32_t kind, uint64_t value) override;
+  void* QueryNative(uint32_t flags) override;
+  bool IsDeviceMemory() override;
+  bool AppendData(const uint8_t* data, uint32_t size) override;
+  void Flush() override;
+
+ private:
+  friend class FrameList;  // links frames through next_
+
+  HybridBuffer() = default;
+
+  struct PoolingDeleter;
+  struct DestroyingDeleter;
+
+  bool Init(std::shared_ptr<IMediaBuffer> storage, std::weak_ptr<IGpuAllocator> gpu_allocator,
+            std::weak_ptr<BlankPool> blank_pool, std::weak_ptr<BlankPool> pool);
+  static void Recycle(std::unique_ptr<HybridBuffer> frame);
+  bool ClearUserData(bool look_for_blank);
+
+  std::weak_ptr<IGpuAllocator> gpu_allocator_;
+  std::shared_ptr<IMediaBuffer> storage_;  // never null, never changes
+  std::weak_ptr<BlankPool> blank_pool_;
+  std::weak_ptr<BlankPool> pool_;
+  uint64_t created_at_ = 0;
+  HybridBuffer* next_ = nullptr;
+};
+
+}  // namespace mivare
