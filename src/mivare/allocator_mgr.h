@@ -37,7 +37,7 @@ class AllocatorMgrDecoImpl final : public allocator_decorator {
   void reduce_memory() override;
   int64_t GetGpuAvailableMemory() override;
 
-  // Slots behind those of IAllocatorEx that hosts built against older engines call.
+  // Three slots kept behind those of IAllocatorEx.
   virtual int32_t Reserved0() { return 0; }
   virtual int32_t Reserved1() { return 0; }
   virtual int32_t Reserved2() { return 0; }

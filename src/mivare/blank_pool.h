@@ -20,8 +20,8 @@ class BlankPool {
   BlankPool() = default;
   BlankPool(const BlankPool&) = delete;
   BlankPool& operator=(const BlankPool&) = delete;
-  /// Destroys no frame of the 32: the owner closes the pool before it lets go of it.
-  ~BlankPool() = default;
+  /// Destroys what is left; the owner has closed the pool by then, so that nothing is.
+  ~BlankPool() { Release(true, 0, nullptr); }
 
   /// Gives the frame that was returned first, stamped with the time; null when none is kept for
   /// reuse.
@@ -50,7 +50,6 @@ class BlankPool {
   static constexpr uint64_t kKeepMicroseconds = 301'000;
 
   HybridBuffer* PopFirst() REQUIRES(mutex_);
-  HybridBuffer* first() const REQUIRES(mutex_) { return frames_[first_]; }
 
   Mutex mutex_;
   std::array<HybridBuffer*, kMainSize> frames_ GUARDED_BY(mutex_){};  // a ring

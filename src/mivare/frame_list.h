@@ -24,8 +24,7 @@ class FrameList {
   /// Takes every frame of `other`, behind its own.
   void Append(FrameList& other) noexcept;
 
-  /// Destroys every frame and says how many. A frame whose destructor throws is gone all the same;
-  /// the others follow.
+  /// Destroys every frame, each when the list is already without it, and says how many.
   uint32_t DestroyAll() noexcept;
 
  private:

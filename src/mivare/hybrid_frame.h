@@ -24,8 +24,8 @@ class HybridBuffer final : public IMediaBuffer {
                                               std::weak_ptr<BlankPool> pool);
 
   /// Hands a pooled frame out again, with the properties and user data of `request`. Empty (logged)
-  /// without a frame; the frame is destroyed when the request cannot be carried over for lack of
-  /// memory.
+  /// without a frame. When memory is short, an exception leaves and the frame is destroyed or back
+  /// in its pool.
   static std::shared_ptr<IMediaBuffer> Reissue(IMediaDesc* request,
                                                std::unique_ptr<HybridBuffer> frame);
 
@@ -69,6 +69,7 @@ class HybridBuffer final : public IMediaBuffer {
             std::weak_ptr<BlankPool> blank_pool, std::weak_ptr<BlankPool> pool);
   static void Recycle(std::unique_ptr<HybridBuffer> frame);
   bool ClearUserData(bool look_for_blank);
+  bool FillOnDevice();
 
   std::weak_ptr<IGpuAllocator> gpu_allocator_;
   std::shared_ptr<IMediaBuffer> storage_;  // never null, never changes

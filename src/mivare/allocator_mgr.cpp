@@ -1,0 +1,119 @@
+#include "allocator_mgr.h"
+
+#include <new>
+#include <utility>
+
+#include "base/log.h"
+#include "hybrid_frame_allocator.h"
+#include "mivare/media_buffer.h"
+#include "orlo/event_bus.h"
+
+namespace mivare {
+namespace {
+
+// The manager itself is never destroyed: static destructors elsewhere may still drop frames or ask.
+struct ExitGuard {
+  AllocatorMgrDecoImpl& manager;
+  ~ExitGuard() { manager.WarnAndClear(); }
+};
+
+}  // namespace
+
+AllocatorMgrDecoImpl& AllocatorMgrDecoImpl::Instance() {
+  alignas(AllocatorMgrDecoImpl) static unsigned char storage[sizeof(AllocatorMgrDecoImpl)];
+  static AllocatorMgrDecoImpl& manager = *new (storage) AllocatorMgrDecoImpl;
+  static const ExitGuard guard{manager};
+  return manager;
+}
+
+std::shared_ptr<IAllocator> AllocatorMgrDecoImpl::Current() {
+  const MutexLock lock(mutex_);
+  return current_;
+}
+
+std::shared_ptr<IAllocator> AllocatorMgrDecoImpl::Exchange(std::shared_ptr<IAllocator> next) {
+  const MutexLock lock(mutex_);
+  return std::exchange(current_, std::move(next));
+}
+
+int32_t AllocatorMgrDecoImpl::Init(IGpuAllocator* gpu) {
+  std::shared_ptr<IAllocator> stale;  // there is none, unless process exit came in between
+  const MutexLock lock(init_mutex_);
+  if (init_count_++ != 0) return 0;
+  std::shared_ptr<IAllocator> made = hybrid_frame_allocator::Create(gpu);
+  if (made == nullptr) {
+    LogErrorAt(unit::kAllocatorMgr, 216);
+    return 0;
+  }
+  stale = Exchange(std::move(made));
+  holds_bus_ = orlo::GetGlobalEventBus() != nullptr;
+  return 0;
+}
+
+int32_t AllocatorMgrDecoImpl::Uninit() {
+  std::shared_ptr<IAllocator> dropped;
+  bool release_bus = false;
+  {
+    const MutexLock lock(init_mutex_);
+    if (init_count_-- != 1) return 0;
+    dropped = Exchange(nullptr);
+    release_bus = std::exchange(holds_bus_, false);
+  }
+  // Without a lock: dropping the allocator waits for its worker, which may be in the host's code.
+  dropped.reset();
+  if (release_bus) orlo::ReleaseGlobalEventBus();
+  return 0;
+}
+
+void AllocatorMgrDecoImpl::WarnAndClear() {
+  if (Current() == nullptr) return;
+  MIVARE_LOG(kLogStatus, "warning! file[%s] line[%d]", unit::kAllocatorMgr, 250);
+  Exchange(nullptr);
+}
+
+std::shared_ptr<IMediaBuffer> AllocatorMgrDecoImpl::Alloc(IMediaDesc* desc, IMediaBuffer* source,
+                                                          void* reserved) {
+  const std::shared_ptr<IAllocator> current = Current();
+  return current != nullptr ? current->Alloc(desc, source, reserved) : nullptr;
+}
+
+int32_t AllocatorMgrDecoImpl::GetMemoryStatus(uint64_t& all, uint64_t& free) {
+  const std::shared_ptr<IAllocator> current = Current();
+  return current != nullptr ? current->GetMemoryStatus(all, free) : -1;
+}
+
+void AllocatorMgrDecoImpl::clear() {
+  if (const std::shared_ptr<IAllocator> current = Current()) current->clear();
+}
+
+void AllocatorMgrDecoImpl::SetMemoryLimit(uint32_t megabytes) {
+  if (const std::shared_ptr<IAllocator> current = Current()) current->SetMemoryLimit(megabytes);
+}
+
+bool AllocatorMgrDecoImpl::FillBlank(IMediaBuffer* /*frame*/) { return false; }
+
+void AllocatorMgrDecoImpl::reduce_memory() {}
+
+int64_t AllocatorMgrDecoImpl::GetGpuAvailableMemory() { return 0; }
+
+int32_t GetCurrentAllocator(std::shared_ptr<IAllocator>* out) {
+  if (out == nullptr) return -1;
+  *out = AllocatorMgrDecoImpl::Instance().Current();
+  return 0;
+}
+
+}  // namespace mivare
+
+int32_t NUXMivareDefaultAllocatorInit(mivare::IGpuAllocator* gpu) {
+  return mivare::AllocatorMgrDecoImpl::Instance().Init(gpu);
+}
+
+int32_t NUXMivareDefaultAllocatorUninit() {
+  return mivare::AllocatorMgrDecoImpl::Instance().Uninit();
+}
+
+int32_t NUXMivareDefaultAllocatorAcquire(mivare::IAllocatorEx** out) {
+  if (out == nullptr) return -1;
+  *out = &mivare::AllocatorMgrDecoImpl::Instance();
+  return 0;
+}

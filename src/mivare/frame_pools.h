@@ -1,0 +1,63 @@
+// The pools of a hybrid_frame_allocator, and the tasks that wait for its worker.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <future>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/mutex.h"
+
+namespace mivare {
+
+class BlankPool;
+class FrameList;
+
+/// Shared by the allocator and its worker thread, so that either may be the last to let go.
+/// Thread-safe. The lock may be held while a pool's is taken, never while frames are destroyed or
+/// tasks run.
+class FramePools {
+ public:
+  using Task = std::packaged_task<void()>;
+
+  /// The pool of a key, made at its first request and kept as long as this object; empty when there
+  /// is no memory for it.
+  std::shared_ptr<BlankPool> GetOrCreate(std::string_view key) noexcept EXCLUDES(mutex_);
+
+  /// Has the worker give every pooled frame back. A request for which there is no memory is lost
+  /// (logged).
+  void QueueReduction() noexcept EXCLUDES(mutex_);
+
+  /// Has the worker run `work`, behind what is queued. Never waits.
+  void Queue(std::function<void()> work) EXCLUDES(mutex_);
+
+  /// Tells the worker to end.
+  void Stop() EXCLUDES(mutex_);
+
+  // For the worker.
+
+  /// Waits for up to 100 ms, until Stop or a task; takes the task at the front, if there is one.
+  /// False once stopped.
+  bool WaitForTask(Task& task) EXCLUDES(mutex_);
+  bool stopped() EXCLUDES(mutex_);
+
+  /// Destroys the frames that have been idle for too long.
+  void TrimIdle() EXCLUDES(mutex_);
+  /// Destroys every pooled frame and, if there were any, logs how many.
+  void ReduceByForce() EXCLUDES(mutex_);
+  /// Destroys every pooled frame and refuses new ones from now on.
+  void Close() EXCLUDES(mutex_);
+
+ private:
+  Mutex mutex_;
+  std::map<std::string, std::shared_ptr<BlankPool>, std::less<>> pools_ GUARDED_BY(mutex_);
+  std::deque<Task> tasks_ GUARDED_BY(mutex_);
+  bool stop_ GUARDED_BY(mutex_) = false;
+  std::condition_variable wake_;  // a task was queued, or stop_ was set
+};
+
+}  // namespace mivare

@@ -1,0 +1,12 @@
+// What a frame's description takes over from the request that the frame serves.
+#pragma once
+
+namespace mivare {
+
+class IMediaDesc;
+
+/// Copies the properties and extend data of `request` to `frame` and makes its user data those of
+/// the request, without the six hint keys: hints never travel with a frame.
+void CarryRequest(IMediaDesc* request, IMediaDesc* frame);
+
+}  // namespace mivare
