@@ -3,9 +3,10 @@
 # name.
 function(mivare_shared_library name)
   set_target_properties(${name} PROPERTIES
-    PREFIX "$<IF:$<PLATFORM_ID:Windows>,,lib>"
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
-  if(NOT WIN32)
+  if(WIN32)
+    set_target_properties(${name} PROPERTIES PREFIX "")
+  else()
     set(map ${PROJECT_SOURCE_DIR}/abi/${name}.map)
     target_link_options(${name} PRIVATE -Wl,--version-script=${map})
     if(NOT MIVARE_SANITIZE)

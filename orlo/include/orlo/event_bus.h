@@ -23,28 +23,30 @@ struct SystemEvent {
   std::string payload;  ///< depends on the code; empty for code 1
 };
 
+ORLO_API void ReleaseGlobalEventBus();
+
 /// Delivers events to subscribers on one worker thread of its own, in the order of their posting.
 /// Events are told apart by the name of their type, so every module means the same by it.
-/// Callbacks run with no lock of the bus held: they may post, subscribe, unsubscribe and (a
-/// callback on its own bus) must not Flush. Thread-safe.
+/// Callbacks run with no lock of the bus held: they may post, subscribe and unsubscribe; what they
+/// throw is dropped. Thread-safe.
 class AsyncEventBus {
  public:
   using Token = uint64_t;
 
   /// Starts the worker; throws std::system_error when the platform gives no thread.
-  AsyncEventBus() : worker_([this] { Run(); }) {}
+  AsyncEventBus() : worker_([this] { Run(); }) {}  // nothing of `this` is touched after Run
   AsyncEventBus(const AsyncEventBus&) = delete;
   AsyncEventBus& operator=(const AsyncEventBus&) = delete;
 
-  /// Delivers what is queued, then joins the worker. Destroyed from within one of its own callbacks
-  /// it cannot join: see ReleaseGlobalEventBus for the bus that may come to that.
+  /// Delivers what is queued, then joins the worker; hence never from within a callback of this
+  /// bus, except through ReleaseGlobalEventBus.
   ~AsyncEventBus() {
     {
       const std::lock_guard lock(mutex_);
       stop_ = true;
     }
     wake_.notify_all();
-    worker_.join();
+    if (worker_.joinable()) worker_.join();
   }
 
   /// Calls `callback` for every event of type E posted from now on. Returns the token that ends it,
@@ -52,17 +54,19 @@ class AsyncEventBus {
   template <class E>
   Token Subscribe(std::function<void(const E&)> callback) {
     auto entry = std::make_shared<Subscriber>();
+    entry->type = &typeid(E);
     entry->call = [callback = std::move(callback)](const void* event) {
       callback(*static_cast<const E*>(event));
     };
     const std::lock_guard lock(mutex_);
+    entry->posted_before = posted_;
     const Token token = ++last_token_;
     subscribers_[typeid(E).name()].emplace(token, std::move(entry));
     return token;
   }
 
-  /// Ends a subscription; unknown tokens are ignored. When it returns, the callback is not running
-  /// and never will be, unless it is the callback itself that calls.
+  /// Ends a subscription; unknown tokens are ignored. When it returns, the callback is not running,
+  /// never will be, and what it captured is destroyed, unless it is the callback itself that calls.
   void Unsubscribe(Token token) {
     std::shared_ptr<Subscriber> gone;  // destroyed without the lock
     std::unique_lock lock(mutex_);
@@ -73,13 +77,12 @@ class AsyncEventBus {
       entries.erase(found);
       break;
     }
-    if (gone == nullptr) return;
-    if (std::this_thread::get_id() == worker_.get_id()) return;
-    idle_.wait(lock, [&] { return running_ != gone.get(); });
-    lock.unlock();
+    if (IsWorkerThread()) return;
+    idle_.wait(lock, [&] { return running_ == 0 || running_ != token; });
   }
 
-  /// Queues an event. Never throws; false when there was no memory to queue it.
+  /// Queues an event. Never throws; false when there was no memory to queue it. The code of the
+  /// event's type must stay loaded until it is delivered.
   template <class E>
   bool Post(E event) noexcept {
     try {
@@ -100,7 +103,7 @@ class AsyncEventBus {
   /// own worker.
   void Flush() {
     std::unique_lock lock(mutex_);
-    if (std::this_thread::get_id() == worker_.get_id()) return;
+    if (IsWorkerThread()) return;
     const uint64_t target = posted_;
     idle_.wait(lock, [&] { return delivered_ >= target; });
   }
@@ -109,43 +112,50 @@ class AsyncEventBus {
   bool IsWorkerThread() const { return std::this_thread::get_id() == worker_.get_id(); }
 
  private:
+  friend void ReleaseGlobalEventBus();
+
   struct Subscriber {
+    const std::type_info* type = nullptr;
+    uint64_t posted_before = 0;  // events of an earlier posting are not for this one
     std::function<void(const void*)> call;
   };
   struct Item {
     virtual ~Item() = default;
-    virtual const char* Type() const = 0;
+    virtual const std::type_info& Type() const = 0;
     virtual const void* Event() const = 0;
   };
   template <class E>
   struct ItemOf final : Item {
     explicit ItemOf(E e) : event(std::move(e)) {}
-    const char* Type() const override { return typeid(E).name(); }
+    const std::type_info& Type() const override { return typeid(E); }
     const void* Event() const override { return &event; }
     E event;
   };
 
   void Run();
   void Deliver(const Item& item, std::unique_lock<std::mutex>& lock);
+  // For a bus made by new, on its own worker: once all is delivered, the worker deletes the bus.
+  void LeaveToWorker();
 
-  std::mutex mutex_;  // guards everything below but the worker itself
+  std::mutex mutex_;  // guards everything below but the worker and its own flag
   std::condition_variable wake_;
   std::condition_variable idle_;
   std::map<std::string, std::map<Token, std::shared_ptr<Subscriber>>, std::less<>> subscribers_;
   std::deque<std::unique_ptr<Item>> queue_;
-  const Subscriber* running_ = nullptr;
+  Token running_ = 0;  // whose callback runs
   uint64_t posted_ = 0;
   uint64_t delivered_ = 0;
   Token last_token_ = 0;
   bool stop_ = false;
-  std::thread worker_;  // last: it reads all of the above from its first moment
+  bool left_to_worker_ = false;  // the worker's own
+  std::thread worker_;           // last: it reads all of the above from its first moment
 };
 
 inline void AsyncEventBus::Run() {
   std::unique_lock lock(mutex_);
   for (;;) {
     wake_.wait(lock, [this] { return stop_ || !queue_.empty(); });
-    if (queue_.empty()) return;
+    if (queue_.empty()) break;
     std::unique_ptr<Item> item = std::move(queue_.front());
     queue_.pop_front();
     Deliver(*item, lock);
@@ -155,32 +165,42 @@ inline void AsyncEventBus::Run() {
     ++delivered_;
     idle_.notify_all();
   }
+  lock.unlock();
+  if (!left_to_worker_) return;
+  worker_.detach();
+  delete this;
 }
 
 // Tokens grow, so walking them upwards finds whoever is subscribed now without a copy of the list.
 inline void AsyncEventBus::Deliver(const Item& item, std::unique_lock<std::mutex>& lock) {
-  Token done = 0;
-  for (;;) {
-    const auto entries = subscribers_.find(item.Type());
+  for (Token done = 0;;) {
+    const auto entries = subscribers_.find(item.Type().name());
     if (entries == subscribers_.end()) return;
     const auto next = entries->second.upper_bound(done);
     if (next == entries->second.end()) return;
-    done = next->first;
     std::shared_ptr<Subscriber> subscriber = next->second;
-    running_ = subscriber.get();
+    if (subscriber->posted_before > delivered_) return;  // and so are all behind it
+    done = next->first;
+    // Two modules may each have a private type of one name.
+    if (*subscriber->type != item.Type()) continue;
+    running_ = done;
     lock.unlock();
     try {
       subscriber->call(item.Event());
     } catch (...) {
       // A failing subscriber must not take the others, or the worker, with it.
     }
-    lock.lock();
-    running_ = nullptr;
-    idle_.notify_all();
-    lock.unlock();
     subscriber.reset();
     lock.lock();
+    running_ = 0;
+    idle_.notify_all();
   }
+}
+
+inline void AsyncEventBus::LeaveToWorker() {
+  const std::lock_guard lock(mutex_);
+  stop_ = true;
+  left_to_worker_ = true;
 }
 
 /// Takes a reference on the process's bus, made by the first one. Null when it cannot be made.
@@ -188,8 +208,9 @@ inline void AsyncEventBus::Deliver(const Item& item, std::unique_lock<std::mutex
 ORLO_API AsyncEventBus* GetGlobalEventBus();
 
 /// Gives one reference back. The last one delivers what is queued, joins the worker and destroys
-/// the bus; from within a callback of the bus that end is left to a thread of its own. Without a
-/// reference out it does nothing. Thread-safe; never throws.
+/// the bus; from within a callback of the bus it returns at once, and the worker does the same
+/// after the callback. A bus that is asked for meanwhile is a new one. Without a reference out it
+/// does nothing. Thread-safe; never throws.
 ORLO_API void ReleaseGlobalEventBus();
 
 }  // namespace orlo

@@ -27,13 +27,13 @@ class ORLO_API AnyBadAccess : public std::exception {
 };
 
 /// The heap object behind a tag of 255 and above. Other modules find the operations by their slots:
-/// the destructor first, then Clone, then Type.
+/// the destructor first, then Type, then Clone.
 class AnyHolder {
  public:
   virtual ~AnyHolder() = default;
+  virtual const std::type_info& Type() const noexcept = 0;
   /// A new holder of an equal value, owned by the caller.
   virtual AnyHolder* Clone() const = 0;
-  virtual const std::type_info& Type() const noexcept = 0;
 
  protected:
   AnyHolder() = default;
@@ -41,13 +41,24 @@ class AnyHolder {
   AnyHolder& operator=(const AnyHolder&) = default;
 };
 
+class ValAny;
+
+/// Whether a type goes behind a holder: all but what ValAny keeps in place.
+template <class T>
+inline constexpr bool kIsHeld =
+    !std::is_base_of_v<ValAny, T> && !std::is_pointer_v<T> && !std::is_null_pointer_v<T> &&
+    (!std::is_arithmetic_v<T> || (sizeof(T) > sizeof(uint64_t)));
+
 /// A value of any copyable type. The layout is shared with modules built elsewhere:
 ///
 ///     offset 0  payload   8 bytes: the value itself, or the address of its AnyHolder
 ///     offset 8  tag      32 bits: 0 empty, 1 to 254 in place, 255 and above behind a holder
+///     offset 12 spare    4 bytes without a meaning here
 ///
-/// Copies of in-place values copy the 16 bytes; copies of held values clone the holder. One thread
-/// at a time per value; different values are independent.
+/// Copies of in-place values copy all 16 bytes; copies of held values clone the holder. Assigning
+/// destroys the old value first, so a copy that throws leaves the target empty, and the source must
+/// not live inside the value that it replaces. One thread at a time per value; different values are
+/// independent.
 class ValAny {
  public:
   /// What the payload holds. Numbers keep their own width; a pointer is an untyped address.
@@ -86,18 +97,17 @@ class ValAny {
   ValAny(const char* text) : ValAny(std::string(text != nullptr ? text : "")) {}
   ValAny(char* text) : ValAny(static_cast<const char*>(text)) {}
 
+  ValAny(std::nullptr_t) noexcept : tag_(kPointer) {}
+
   /// Any other copyable type, copied or moved into a holder.
   template <class T, class Value = std::decay_t<T>>
-  requires(std::is_class_v<Value>&& std::is_copy_constructible_v<Value> &&
-           !std::is_base_of_v<ValAny, Value>) ValAny(T&& value) {
+  requires(kIsHeld<Value>&& std::is_copy_constructible_v<Value>) ValAny(T&& value) {
     SetHolder(new Holder<Value>(std::forward<T>(value)));
     tag_ = std::is_same_v<Value, std::string> ? kText : kHeld;
   }
 
   ValAny(const ValAny& other) { Assign(other); }
-  ValAny(ValAny&& other) noexcept
-      : payload_(std::exchange(other.payload_, 0)),
-        tag_(std::exchange(other.tag_, static_cast<uint32_t>(kEmpty))) {}
+  ValAny(ValAny&& other) noexcept { Take(other); }
   ValAny& operator=(const ValAny& other) {
     if (this != &other) {
       Reset();
@@ -106,11 +116,9 @@ class ValAny {
     return *this;
   }
   ValAny& operator=(ValAny&& other) noexcept {
-    if (this != &other) {
-      Reset();
-      payload_ = std::exchange(other.payload_, 0);
-      tag_ = std::exchange(other.tag_, static_cast<uint32_t>(kEmpty));
-    }
+    ValAny taken(std::move(other));  // before the old value goes: it may be where `other` lives
+    Reset();
+    Take(taken);
     return *this;
   }
   ~ValAny() { Reset(); }
@@ -120,18 +128,20 @@ class ValAny {
 
   /// Destroys the value; empty afterwards.
   void Reset() noexcept {
-    if (tag_ >= kFirstHeld) delete holder();
+    const AnyHolder* gone = tag_ >= kFirstHeld ? holder() : nullptr;
     payload_ = 0;
     tag_ = kEmpty;
+    delete gone;
   }
 
   /// The value as T, or AnyBadAccess. A number converts to any arithmetic type that can hold it:
   /// floating-point sources lose their fraction on the way to an integer, and a number that is out
-  /// of range, infinite or NaN does not fit. bool reads any number as "not zero". Pointers, texts
-  /// and held values are read as the type they were stored as.
+  /// of range, infinite or NaN does not fit one; a floating-point target rounds, and takes infinity
+  /// and NaN from its own kind. bool reads any number as "not zero". Pointers are read as any
+  /// object pointer; texts and held values as the very type they were stored as.
   template <class T>
   T Get() const {
-    if constexpr (std::is_arithmetic_v<T>) {
+    if constexpr (std::is_arithmetic_v<T> && !kIsHeld<T>) {
       return GetNumber<T>();
     } else if constexpr (std::is_pointer_v<T>) {
       if (tag_ != kPointer) throw AnyBadAccess();
@@ -147,11 +157,10 @@ class ValAny {
 
   /// The held value, lent while this object keeps it; null when it holds something else.
   template <class T>
-  requires std::is_class_v<T>
-  const T* GetIf() const noexcept {
+  requires(kIsHeld<T>) const T* GetIf() const noexcept {
     if (tag_ < kFirstHeld || holder() == nullptr) return nullptr;
-    // By name, not by address: the holder may have been made in another module.
-    if (std::strcmp(holder()->Type().name(), typeid(T).name()) != 0) return nullptr;
+    // The runtime compares names, so a holder made in another module is found as well.
+    if (holder()->Type() != typeid(T)) return nullptr;
     return &static_cast<const Holder<T>*>(holder())->value;
   }
 
@@ -163,8 +172,8 @@ class ValAny {
   struct Holder final : AnyHolder {
     template <class U>
     explicit Holder(U&& from) : value(std::forward<U>(from)) {}
-    AnyHolder* Clone() const override { return new Holder(value); }
     const std::type_info& Type() const noexcept override { return typeid(T); }
+    AnyHolder* Clone() const override { return new Holder(value); }
     T value;
   };
 
@@ -211,10 +220,8 @@ class ValAny {
     if constexpr (std::is_same_v<To, bool>) {
       return value != From{0};
     } else if constexpr (std::is_floating_point_v<To>) {
-      if constexpr (std::is_floating_point_v<From>) {
-        const auto magnitude = std::fabs(static_cast<double>(value));
-        if (std::isfinite(magnitude) &&
-            magnitude > static_cast<double>(std::numeric_limits<To>::max())) {
+      if constexpr (sizeof(To) < sizeof(From) && std::is_floating_point_v<From>) {
+        if (std::isfinite(value) && std::fabs(value) > std::numeric_limits<To>::max()) {
           throw AnyBadAccess();
         }
       }
@@ -241,19 +248,26 @@ class ValAny {
   }
   void SetHolder(AnyHolder* address) noexcept { std::memcpy(&payload_, &address, sizeof(address)); }
 
-  // The target is empty: a clone that throws leaves it so.
+  // The target of both is empty. A clone that throws leaves it so.
   void Assign(const ValAny& other) {
     if (other.tag_ < kFirstHeld) {
       payload_ = other.payload_;
+      spare_ = other.spare_;
     } else {
       const AnyHolder* source = other.holder();
       SetHolder(source != nullptr ? source->Clone() : nullptr);
     }
     tag_ = other.tag_;
   }
+  void Take(ValAny& other) noexcept {
+    payload_ = std::exchange(other.payload_, 0);
+    tag_ = std::exchange(other.tag_, static_cast<uint32_t>(kEmpty));
+    spare_ = other.spare_;
+  }
 
   uint64_t payload_ = 0;
   uint32_t tag_ = kEmpty;
+  uint32_t spare_ = 0;
 };
 
 static_assert(sizeof(ValAny) == 16 && alignof(ValAny) == 8 && std::is_standard_layout_v<ValAny>,

@@ -26,7 +26,8 @@ struct Resource {
   size_t count = 0;
 };
 
-/// Every live pair, ordered by name and address. Thread-safe.
+/// Every live pair, ordered by name (bytewise), then address. Each count is exact; pairs that come
+/// and go during the call may or may not be in. Thread-safe.
 TROVEL_API std::vector<Resource> Snapshot();
 
 /// The number of live registrations under `name`; under every name when it is null. Thread-safe.

@@ -1,0 +1,205 @@
+// Sinks run without the lock, so each call is noted in a list while it runs: removing a sink waits
+// for the calls of other threads, and a sink that logs is not called again by its own message.
+#include "orlo/log.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <thread>
+
+#include "default_sink.h"
+
+namespace orlo {
+namespace {
+
+// Both are read before anything is formatted, so that an unheard message costs next to nothing.
+// Relaxed: a message that races with a change may go either way.
+constinit std::atomic<int32_t> default_minimum{0};
+constinit std::atomic<bool> has_sinks{false};
+
+struct Sink {
+  LogSink call = nullptr;
+  void* context = nullptr;
+};
+
+/// A sink at work; lives on the stack of the thread that logs.
+struct Call {
+  uint64_t sink = 0;
+  std::thread::id thread;
+  bool waiting = false;  // its thread is inside RemoveLogSink
+  Call* next = nullptr;
+};
+
+class SinkList {
+ public:
+  uint64_t Add(LogSink call, void* context) {
+    const std::lock_guard lock(mutex_);
+    const uint64_t id = last_id_ + 1;
+    sinks_.emplace(id, Sink{call, context});
+    last_id_ = id;
+    has_sinks.store(true, std::memory_order_relaxed);
+    return id;
+  }
+
+  void Remove(uint64_t id) {
+    const std::thread::id self = std::this_thread::get_id();
+    std::unique_lock lock(mutex_);
+    sinks_.erase(id);
+    has_sinks.store(!sinks_.empty(), std::memory_order_relaxed);
+    const bool inside = SetWaiting(self, true);
+    // Two sinks that remove each other, or one that removes itself on two threads, would wait for
+    // each other; so whoever comes from inside a sink passes by those who wait already.
+    changed_.wait(lock, [&] {
+      return !AnyCall([&](const Call& call) {
+        return call.sink == id && call.thread != self && !(inside && call.waiting);
+      });
+    });
+    if (inside) SetWaiting(self, false);
+  }
+
+  // Ids grow, so walking them upwards finds whoever is there now without a copy of the list.
+  void Deliver(const char* tag, int32_t level, const char* text) {
+    Call call;
+    call.thread = std::this_thread::get_id();
+    std::unique_lock lock(mutex_);
+    const uint64_t last = last_id_;
+    for (uint64_t done = 0;;) {
+      const auto next = sinks_.upper_bound(done);
+      if (next == sinks_.end() || next->first > last) return;
+      done = next->first;
+      const auto same = [&](const Call& c) { return c.sink == done && c.thread == call.thread; };
+      if (AnyCall(same)) continue;
+      const Sink sink = next->second;
+      call.sink = done;
+      call.next = calls_;
+      calls_ = &call;
+      lock.unlock();
+      try {
+        sink.call(sink.context, tag, level, text);
+      } catch (...) {
+        // A failing sink must not take the others, or the caller, with it.
+      }
+      lock.lock();
+      Unlink(&call);
+      changed_.notify_all();
+    }
+  }
+
+ private:
+  template <class Predicate>
+  bool AnyCall(Predicate predicate) const {
+    for (const Call* call = calls_; call != nullptr; call = call->next) {
+      if (predicate(*call)) return true;
+    }
+    return false;
+  }
+
+  /// Marks the calls that a thread is inside of; false when there are none.
+  bool SetWaiting(std::thread::id thread, bool waiting) {
+    bool found = false;
+    for (Call* call = calls_; call != nullptr; call = call->next) {
+      if (call->thread != thread) continue;
+      call->waiting = waiting;
+      found = true;
+    }
+    return found;
+  }
+
+  void Unlink(const Call* call) {
+    Call** link = &calls_;
+    while (*link != call) link = &(*link)->next;
+    *link = call->next;
+  }
+
+  std::mutex mutex_;                 // guards everything below
+  std::condition_variable changed_;  // a call has ended
+  std::map<uint64_t, Sink> sinks_;
+  Call* calls_ = nullptr;
+  uint64_t last_id_ = 0;
+};
+
+// Never destroyed: other modules log from their static destructors.
+SinkList& Sinks() {
+  static SinkList& sinks = *new SinkList;
+  return sinks;
+}
+
+/// The formatted text: in place when short, on the heap when long, cut when there is no memory.
+class Text {
+ public:
+  Text(const char* format, va_list arguments) noexcept {
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(short_.data(), short_.size(), format, arguments);
+    if (length < 0) {
+      text_ = format;  // it cannot be formatted; what it was about is better than nothing
+    } else if (static_cast<size_t>(length) >= short_.size()) {
+      const size_t size = static_cast<size_t>(length) + 1;
+      long_.reset(new (std::nothrow) char[size]);
+      if (long_ != nullptr) {
+        std::vsnprintf(long_.get(), size, format, again);
+        text_ = long_.get();
+      } else {
+        std::memcpy(short_.data() + short_.size() - sizeof(kCut), kCut, sizeof(kCut));
+      }
+    }
+    va_end(again);
+  }
+  const char* get() const { return text_; }
+
+ private:
+  static constexpr char kCut[] = "...";
+
+  std::array<char, 512> short_;
+  std::unique_ptr<char[]> long_;
+  const char* text_ = short_.data();
+};
+
+}  // namespace
+
+uint64_t AddLogSink(LogSink sink, void* context) {
+  if (sink == nullptr) return 0;
+  try {
+    return Sinks().Add(sink, context);
+  } catch (...) {
+    return 0;
+  }
+}
+
+void RemoveLogSink(uint64_t id) {
+  if (id == 0) return;  // what AddLogSink gives when it fails
+  try {
+    Sinks().Remove(id);
+  } catch (...) {
+    // No memory for the list: no sink was ever added.
+  }
+}
+
+int32_t SetDefaultLogLevel(int32_t minimum) {
+  return default_minimum.exchange(minimum, std::memory_order_relaxed);
+}
+
+}  // namespace orlo
+
+void OrloLogPrint(const char* tag, int32_t level, const char* format, ...) {
+  const bool print = level >= orlo::default_minimum.load(std::memory_order_relaxed);
+  const bool deliver = orlo::has_sinks.load(std::memory_order_relaxed);
+  if (!print && !deliver) return;
+  if (tag == nullptr) tag = "";
+  if (format == nullptr) format = "";
+
+  va_list arguments;
+  va_start(arguments, format);
+  const orlo::Text text(format, arguments);
+  va_end(arguments);
+  if (print) orlo::PrintOnStandardError(tag, level, text.get());
+  if (deliver) orlo::Sinks().Deliver(tag, level, text.get());
+}
