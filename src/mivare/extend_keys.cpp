@@ -1,0 +1,27 @@
+#include "extend_keys.h"
+
+#include <cstdint>
+#include <span>
+
+#include "mivare/extend_data.h"
+#include "mivare/user_data.h"
+
+namespace mivare {
+
+void RemoveReservedUserDataKeys(IUserDataConfig* config) {
+  if (config == nullptr) return;
+  for (const char* key : std::span(kKeyTable).first<kReservedKeyCount>()) config->Remove(key);
+}
+
+}  // namespace mivare
+
+int32_t NUXMivareGetExtendKeyCount() {
+  return static_cast<int32_t>(mivare::kKeyTable.size() - mivare::kReservedKeyCount);
+}
+
+// Indices count from the first extend data key, and below 0 lie the hints of the same table. The
+// one bound is that of the table: what is before its start wraps to a position behind its end.
+const char* NUXMivareGetExtendKey(int32_t index) {
+  const auto position = static_cast<uint64_t>(int64_t{index}) + mivare::kReservedKeyCount;
+  return position < mivare::kKeyTable.size() ? mivare::kKeyTable[position] : nullptr;
+}

@@ -1,0 +1,36 @@
+// The well-known keys of the metadata stores: hints in the user data, blocks in the extend data.
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+namespace mivare {
+
+class IUserDataConfig;
+
+// Hints in the user data, for the allocators or for one frame alone. A copy of a description and a
+// frame that is handed out again lose them.
+inline constexpr char kBlankKey[] = "Blank";
+inline constexpr char kAllocHostMemKey[] = "AllocHostMem";
+inline constexpr char kPlatformCompatibleKey[] = "PlatformCompatible";
+inline constexpr char kPlatformExpectKey[] = "PlatformExpect";
+inline constexpr char kIsOldKey[] = "user_keys::IsOld";
+inline constexpr char kAdjustLayerWorkModeKey[] = "user_keys::adjustlayer-workmode";
+
+// Blocks in the extend data.
+inline constexpr char kPqExtendKey[] = "Mivare Frame Extend Data : PQ";
+inline constexpr char kAiBodyExtendKey[] = "Mivare Frame Extend Data : AiBodyFeatureData";
+inline constexpr char kAiFaceExtendKey[] = "Mivare Frame Extend Data : AiFaceFeatureData";
+
+inline constexpr std::array<const char*, 9> kKeyTable = {
+    kBlankKey,          kAllocHostMemKey, kPlatformCompatibleKey,
+    kPlatformExpectKey, kIsOldKey,        kAdjustLayerWorkModeKey,
+    kPqExtendKey,       kAiBodyExtendKey, kAiFaceExtendKey,
+};
+/// The hints come first in the table; the rest are the extend data keys.
+inline constexpr size_t kReservedKeyCount = 6;
+
+/// Removes the six hints, in table order. Null does nothing.
+void RemoveReservedUserDataKeys(IUserDataConfig* config);
+
+}  // namespace mivare
