@@ -31,7 +31,11 @@ std::string BlockAsText(const uint8_t* block, int32_t length) {
 /// logged outside it.
 class impl final : public IExtendDataImpl {
  public:
+  using Block = std::vector<uint8_t>;
+  using Blocks = std::map<std::string, Block, std::less<>>;
+
   impl() = default;
+  explicit impl(const Blocks& blocks) : blocks_(blocks) {}
 
   uint32_t GetExtendDataLength(const char* key) override {
     if (key == nullptr) {
@@ -101,21 +105,11 @@ class impl final : public IExtendDataImpl {
   }
 
   std::shared_ptr<IExtendData> Clone() override {
-    auto copy = std::make_shared<impl>();
-    CopyBlocksTo(*copy);
-    return copy;
+    const MutexLock lock(mutex_);
+    return std::make_shared<impl>(blocks_);
   }
 
  private:
-  using Block = std::vector<uint8_t>;
-  using Blocks = std::map<std::string, Block, std::less<>>;
-
-  // `copy` is not shared with anybody yet.
-  void CopyBlocksTo(impl& copy) NO_THREAD_SAFETY_ANALYSIS {
-    const MutexLock lock(mutex_);
-    copy.blocks_ = blocks_;
-  }
-
   Mutex mutex_;
   Blocks blocks_ GUARDED_BY(mutex_);
 };
