@@ -22,7 +22,7 @@ struct Counted {
     bool refuse_copies = false;
   };
 
-  Counted(Tally* tally, int number) : tally(tally), number(number) { ++tally->alive; }
+  Counted(Tally* shared, int id) : tally(shared), number(id) { ++tally->alive; }
   Counted(const Counted& other) : tally(other.tally), number(other.number) {
     if (tally->refuse_copies) throw std::bad_alloc();
     ++tally->alive;
