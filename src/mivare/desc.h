@@ -1,0 +1,146 @@
+// DescBase: what all descriptions have in common, and the shape of their copies.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "mivare/media_desc.h"
+
+namespace mivare {
+
+class IExtendData;
+class ITrackAudioVolumeManager;
+class IVideoMultiCameraFrameManger;
+class UserDataMap;
+
+/// The media types that descriptions have.
+inline constexpr uint32_t kMediaVideo = 1;
+inline constexpr uint32_t kMediaAudio = 2;
+inline constexpr uint32_t kMediaSubtitle = 5;
+
+/// The four stores, the frame size and the place in memory. What it answers for sound and pitches
+/// is "there are none".
+class DescBase : public IMediaDesc {
+ public:
+  uint32_t GetInterlace() const override { return 0; }
+  void SetInterlace(uint32_t) override {}
+  uint32_t GetRotation() const override { return 0; }
+  void SetRotation(uint32_t) override {}
+  uint32_t GetFilpType() const override { return 0; }
+  void SetFilpType(uint32_t) override {}
+
+  void SetChannels(uint32_t) override {}
+  uint32_t GetChannels() const override { return 0; }
+  void SetChannelLayout(uint64_t) override {}
+  uint64_t GetChannelLayout() const override { return 0; }
+  void SetSampleRate(uint32_t) override {}
+  uint32_t GetSampleRate() const override { return 0; }
+  uint32_t GetBitsPerSample() const override { return 0; }
+
+  int32_t SetPitches(const int32_t*) override { return 0; }
+  int32_t GetPitches(int32_t*) const override { return 0; }
+
+  uint32_t GetPlatform() const override { return platform_; }
+  void SetPlatform(uint32_t value) override { platform_ = value; }
+  uint32_t GetTexType() const override { return tex_type_; }
+  void SetTexType(uint32_t value) override { tex_type_ = value; }
+  uint32_t GetMemoryLocation() const override { return memory_location_; }
+  bool SetMemoryLocation(uint32_t value) override;
+
+  ISubtitleDesc* QuerySubtitle() override { return nullptr; }
+  const ISubtitleDesc* QuerySubtitle() const override { return nullptr; }
+  bool QueryIndex(uint32_t* out) override;
+  void Reserved() override {}
+
+  IUserDataConfig* GetUserDataConfig() override;
+  IUserDataInquire* GetUserDataInquire() const override;
+
+  uint32_t GetColorSpace() const override { return UINT32_MAX; }
+  bool SetColorSpace(uint32_t) override { return false; }
+  void QueryProperty(const char* key, void** out) override;
+  bool ResetPitches() override { return false; }
+  int32_t GetFrameSize() override { return frame_size_; }
+  /// Merges the user data; false when memory is short.
+  bool CopyFrom(const IMediaDesc& other) override;
+
+  /// Byte offsets of the planes from the start of the frame; empty until the layout is computed.
+  const std::vector<uint32_t>& PlaneOffsets() const { return plane_offsets_; }
+
+  /// The stored frame size, without computing a layout; -1 at first.
+  int32_t DataLength() const { return frame_size_; }
+  void SetDataLength(int32_t length) { frame_size_ = length; }
+
+ protected:
+  /// Throws std::bad_alloc.
+  DescBase();
+  /// Gives the copy stores of its own, see IMediaDesc::Clone. Throws std::bad_alloc, and whatever
+  /// copying a user data value throws.
+  DescBase(const DescBase& other);
+
+  void SetPlaneOffsets(std::vector<uint32_t> offsets) { plane_offsets_ = std::move(offsets); }
+
+ private:
+  DescBase& operator=(const DescBase&) = delete;
+
+  int32_t frame_size_ = -1;
+  std::vector<uint32_t> plane_offsets_;
+  uint32_t memory_location_ = 0;
+  uint32_t platform_ = 0;
+  uint32_t tex_type_ = 0;
+  // Shared: frames and stages that hold a store outlive the description at times.
+  std::shared_ptr<UserDataMap> user_data_;
+  std::shared_ptr<IExtendData> extend_data_;
+  std::shared_ptr<ITrackAudioVolumeManager> audio_volumes_;
+  std::shared_ptr<IVideoMultiCameraFrameManger> multi_camera_;
+};
+
+/// A description without a picture: reads 0 for all that one would have and ignores writing it.
+class PicturelessDesc : public DescBase {
+ public:
+  uint32_t GetWidth() const override { return 0; }
+  void SetWidthHeight(int32_t, int32_t) override {}
+  uint32_t GetHeight() const override { return 0; }
+  void SetDisplayAspectRatio(orlo::Rational) override {}
+  orlo::Rational GetDisplayAspectRatio() const override { return {1, 1}; }
+  uint32_t GetBitDepth() const override { return 0; }
+  void SetVideoSignalRange(uint32_t) override {}
+  uint32_t GetVideoSignalRange() const override { return 1; }
+  void SetVideoMatrix(uint32_t) override {}
+  uint32_t GetVideoMatrix() const override { return 0; }
+  void SetTransferCharacter(uint32_t) override {}
+  uint32_t GetTransferCharacter() const override { return 0; }
+  void SetColorPrimary(uint32_t) override {}
+  uint32_t GetColorPrimary() const override { return 0; }
+};
+
+/// Adds both clones of a copyable class to its base. Nothing they meet gets out: memory may be
+/// short, and a user data value may throw anything while it is copied.
+template <class Self, class Base>
+class Cloneable : public Base {
+ public:
+  using Base::Base;
+
+  IMediaDesc* Clone() const override {
+    try {
+      return new Self(self());
+    } catch (...) {
+      return nullptr;
+    }
+  }
+  std::shared_ptr<IMediaDesc> CloneShared() const override {
+    try {
+      return std::make_shared<Self>(self());
+    } catch (...) {
+      return nullptr;
+    }
+  }
+
+ private:
+  const Self& self() const { return static_cast<const Self&>(*this); }
+};
+
+/// GetMediaTypeAndSmt for all classes: 0, or -1 and nothing written when a pointer is null.
+int32_t WriteTypeAndSmt(const IMediaDesc& desc, uint32_t* media_type, uint32_t* smt);
+
+}  // namespace mivare

@@ -1,0 +1,75 @@
+// What one description takes over from another of any class, hosts' own included.
+#include <cstdint>
+#include <vector>
+
+#include "base/log.h"
+#include "mivare/extend_data.h"
+#include "mivare/media_desc.h"
+#include "mivare/user_data.h"
+
+namespace mivare {
+namespace {
+
+IExtendData* ExtendDataOf(IMediaDesc& desc) {
+  void* store = nullptr;
+  desc.QueryProperty(kExtendDataKey, &store);
+  return static_cast<IExtendData*>(store);
+}
+
+// Blocks under the well-known keys. Throws std::bad_alloc.
+void CopyExtendData(IExtendData& destination, IExtendData& source) {
+  std::vector<uint8_t> scratch(1024);
+  const int32_t count = NUXMivareGetExtendKeyCount();
+  for (int32_t i = 0; i < count; ++i) {
+    const char* key = NUXMivareGetExtendKey(i);
+    if (key == nullptr) continue;
+    const uint32_t size = source.GetExtendDataLength(key);
+    // Lengths are signed on the way out: nothing larger can be read.
+    if (size == 0 || size > INT32_MAX) continue;
+    if (scratch.size() < size) scratch.resize(size);
+    auto length = static_cast<int32_t>(scratch.size());
+    if (source.GetExtendData(key, scratch.data(), &length)) {
+      destination.SetExtendData(key, scratch.data(), length);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace mivare
+
+void NUXMivareCopyMediaExtraProperty(mivare::IMediaDesc* destination, mivare::IMediaDesc* source) {
+  if (destination == nullptr || source == nullptr) return;
+  destination->SetInterlace(source->GetInterlace());
+  destination->SetRotation(source->GetRotation());
+  destination->SetFilpType(source->GetFilpType());
+  // The preset writes matrix, transfer and primaries, so it comes before them.
+  destination->SetColorSpace(source->GetColorSpace());
+  destination->SetVideoSignalRange(source->GetVideoSignalRange());
+  destination->SetVideoMatrix(source->GetVideoMatrix());
+  destination->SetTransferCharacter(source->GetTransferCharacter());
+  destination->SetColorPrimary(source->GetColorPrimary());
+  destination->SetDisplayAspectRatio(source->GetDisplayAspectRatio());
+
+  mivare::IExtendData* from = mivare::ExtendDataOf(*source);
+  mivare::IExtendData* to = mivare::ExtendDataOf(*destination);
+  if (from == nullptr || to == nullptr) {
+    MIVARE_LOG(mivare::kLogTrace, "%s[%d]", mivare::unit::kDesc, 348);
+    return;
+  }
+  try {
+    mivare::CopyExtendData(*to, *from);
+  } catch (...) {  // short of memory: the blocks copied so far stay
+  }
+}
+
+void NUXMivareCopyUserData(mivare::IMediaDesc* destination, mivare::IMediaDesc* source) {
+  if (destination == nullptr || source == nullptr) return;
+  mivare::IUserDataConfig* to = destination->GetUserDataConfig();
+  mivare::IUserDataInquire* from = source->GetUserDataInquire();
+  if (to == nullptr || from == nullptr) return;
+  try {
+    to->Clear();
+    to->CopyFrom(from);
+  } catch (...) {  // short of memory: the entries copied so far stay
+  }
+}
