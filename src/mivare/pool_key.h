@@ -1,24 +1,14 @@
-// The text by which frames of equal requests find the same pool.
+// Which requests may share pooled buffers.
 #pragma once
 
-#include <string_view>
+#include <cstdint>
 
 namespace mivare {
 
 class IMediaDesc;
 
-/// Size, format and place of a request; for device memory also what the hints "AllocHostMem" and
-/// "PlatformCompatible" ask for. Throws orlo::AnyBadAccess when the latter does not fit an int32.
-class PoolKey {
- public:
-  PoolKey(const IMediaDesc& desc, bool blank);
-  std::string_view text() const { return text_; }
-
- private:
-  char text_[160];  // more than the longest text of seven numbers
-};
-
-/// Whether the user data of `desc` hold `key`, whatever the value.
-bool HasHint(const IMediaDesc& desc, const char* key);
+/// The key of the pool that serves `desc`. Formats without a key of their own, and null, share
+/// pool 0. Sizes are rounded up to 64, so frames that differ less share a pool.
+uint64_t GetPoolKey(const IMediaDesc* desc);
 
 }  // namespace mivare
