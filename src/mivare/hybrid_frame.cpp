@@ -11,6 +11,7 @@
 #include "extend_keys.h"
 #include "mivare/gpu_allocator.h"
 #include "mivare/media_desc.h"
+#include "mivare/user_data.h"
 #include "request_properties.h"
 #include "trovel/trovel.h"
 

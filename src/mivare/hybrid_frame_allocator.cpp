@@ -9,12 +9,12 @@
 #include "blank_pool.h"
 #include "check_loop.h"
 #include "extend_keys.h"
+#include "frame_key.h"
 #include "frame_pools.h"
 #include "hybrid_frame.h"
 #include "mivare/gpu_allocator.h"
 #include "mivare/media_desc.h"
 #include "orlo/val_any.h"
-#include "pool_key.h"
 
 namespace mivare {
 namespace {

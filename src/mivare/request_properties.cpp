@@ -2,6 +2,7 @@
 
 #include "extend_keys.h"
 #include "mivare/media_desc.h"
+#include "mivare/user_data.h"
 
 namespace mivare {
 
