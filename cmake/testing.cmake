@@ -5,7 +5,8 @@ set(gtest_force_shared_crt ON)
 add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
 
 if(WIN32)
-  # A Wine prefix of the build's own, and the compiler's runtime DLLs beside the programs.
+  # The compiler's runtime DLLs beside the programs.
+  file(MAKE_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
   foreach(dll libstdc++-6 libgcc_s_seh-1 libwinpthread-1)
     execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll}.dll
                     OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE)

@@ -1,25 +1,33 @@
 #include "orlo/event_bus.h"
 
-#include <type_traits>
+#include <new>
 
 namespace orlo {
 namespace {
 
-// Constant-initialised and never destroyed, so that modules may still take and give references from
-// their own static constructors and destructors.
-constinit std::mutex global_mutex;
-constinit AsyncEventBus* global_bus = nullptr;  // guarded by global_mutex, owned by the references
-constinit uint64_t global_references = 0;       // guarded by global_mutex
-static_assert(std::is_trivially_destructible_v<std::mutex>);
+struct Global {
+  std::mutex mutex;              // guards both
+  AsyncEventBus* bus = nullptr;  // owned by the references together
+  uint64_t references = 0;
+};
+
+// In place and never destroyed: modules take and give references from their own static constructors
+// and destructors.
+Global& TheGlobal() {
+  alignas(Global) static unsigned char storage[sizeof(Global)];
+  static Global& global = *new (storage) Global;
+  return global;
+}
 
 }  // namespace
 
 AsyncEventBus* GetGlobalEventBus() {
   try {
-    const std::lock_guard lock(global_mutex);
-    if (global_references == 0) global_bus = new AsyncEventBus;
-    ++global_references;
-    return global_bus;
+    Global& global = TheGlobal();
+    const std::lock_guard lock(global.mutex);
+    if (global.references == 0) global.bus = new AsyncEventBus;
+    ++global.references;
+    return global.bus;
   } catch (...) {
     return nullptr;
   }
@@ -28,9 +36,10 @@ AsyncEventBus* GetGlobalEventBus() {
 void ReleaseGlobalEventBus() {
   AsyncEventBus* last = nullptr;
   {
-    const std::lock_guard lock(global_mutex);
-    if (global_references == 0 || --global_references != 0) return;
-    last = std::exchange(global_bus, nullptr);
+    Global& global = TheGlobal();
+    const std::lock_guard lock(global.mutex);
+    if (global.references == 0 || --global.references != 0) return;
+    last = std::exchange(global.bus, nullptr);
   }
   // Whoever asks for the bus from here on gets a new one; this one ends beside it.
   if (last->IsWorkerThread()) {

@@ -12,7 +12,6 @@
 #include <new>
 #include <string_view>
 #include <tuple>
-#include <type_traits>
 #include <utility>
 
 namespace trovel {
@@ -36,12 +35,9 @@ uint64_t HashOf(const void* object) {
 
 std::string_view TextOf(const char* name) { return name != nullptr ? name : std::string_view(); }
 
-/// One part of the table. Constant-initialised and never destroyed: objects outlive the static
-/// destructors of this library.
+/// One part of the table, on cache lines of its own.
 class alignas(64) Shard {
  public:
-  constexpr Shard() = default;
-
   /// Throws std::bad_alloc, with nothing changed.
   void Add(std::string_view name, void* object, uint64_t hash) {
     const std::lock_guard lock(mutex_);
@@ -122,11 +118,17 @@ class alignas(64) Shard {
   Node* idle_ = nullptr;
 };
 
-static_assert(std::is_trivially_destructible_v<Shard>);
-constinit std::array<Shard, 16> shards;
+using Shards = std::array<Shard, 16>;
+
+// In place and never destroyed: objects outlive the static destructors of this library.
+Shards& AllShards() {
+  alignas(Shards) static unsigned char storage[sizeof(Shards)];
+  static Shards& shards = *new (storage) Shards;
+  return shards;
+}
 
 // By the topmost bits, since the buckets go by the lowest.
-Shard& ShardOf(uint64_t hash) { return shards[hash >> 60]; }
+Shard& ShardOf(uint64_t hash) { return AllShards()[hash >> 60]; }
 
 }  // namespace
 
@@ -147,7 +149,7 @@ int32_t RemoveResource(const char* name, void* object) {
 
 std::vector<Resource> Snapshot() {
   std::vector<Resource> resources;
-  for (Shard& shard : shards) {
+  for (Shard& shard : AllShards()) {
     shard.ForEach([&](const Node& node) {
       resources.push_back({node.name, node.object, node.count});
     });
@@ -161,7 +163,7 @@ std::vector<Resource> Snapshot() {
 
 size_t CountResources(const char* name) {
   size_t count = 0;
-  for (Shard& shard : shards) {
+  for (Shard& shard : AllShards()) {
     shard.ForEach([&](const Node& node) {
       if (name == nullptr || node.name == name) count += node.count;
     });
