@@ -161,7 +161,7 @@ class ValAny {
     if (tag_ < kFirstHeld || holder() == nullptr) return nullptr;
     // The runtime compares names, so a holder made in another module is found as well.
     if (holder()->Type() != typeid(T)) return nullptr;
-    return &static_cast<const Holder<T>*>(holder())->value;
+    return &static_cast<const Holder<std::remove_cv_t<T>>*>(holder())->value;
   }
 
   /// Get<int32_t>(), under the name that allocators use for their hints.
