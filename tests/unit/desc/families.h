@@ -1,0 +1,36 @@
+// How the tests of the pixel formats make and read descriptions.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include "desc/gray.h"
+#include "desc/nv12x.h"
+#include "desc/rgbax.h"
+#include "desc/yuvax.h"
+#include "desc/yv12x.h"
+
+namespace mivare::test {
+
+using NewFamily = std::unique_ptr<desc::VideoDescBase> (*)(int32_t smt);
+
+/// Builds a family directly, as the factory does not for every code.
+template <class Family>
+std::unique_ptr<desc::VideoDescBase> New(int32_t smt) {
+  return std::make_unique<Family>(smt, 1U);
+}
+
+inline std::array<int32_t, 8> PitchesOf(const IMediaDesc& desc) {
+  std::array<int32_t, 8> pitches{};
+  pitches.fill(-7);
+  desc.GetPitches(pitches.data());
+  return pitches;
+}
+
+/// As GetPitches writes them after the library computed them.
+inline std::array<int32_t, 8> WithReserved(const std::array<int32_t, 4>& pitches) {
+  return {pitches[0], pitches[1], pitches[2], pitches[3], 0, 0, 0, 0};
+}
+
+}  // namespace mivare::test
