@@ -102,7 +102,9 @@ class FakeGpu final : public IGpuAllocator {
                                       void* reserved) override {
     Note({"Alloc", desc, source, reserved, 0});
     if (!Works(alloc_mood)) return nullptr;
-    auto frame = std::make_shared<FakeFrame>(lives_, desc->CloneShared());
+    std::shared_ptr<IMediaDesc> own = desc->CloneShared();
+    if (own == nullptr) return nullptr;
+    auto frame = std::make_shared<FakeFrame>(lives_, std::move(own));
     if (prepare_frame) prepare_frame(*frame);
     return frame;
   }
