@@ -23,8 +23,6 @@ struct SystemEvent {
   std::string payload;  ///< depends on the code; empty for code 1
 };
 
-ORLO_API void ReleaseGlobalEventBus();
-
 /// Delivers events to subscribers on one worker thread of its own, in the order of their posting.
 /// Events are told apart by the name of their type, so every module means the same by it.
 /// Callbacks run with no lock of the bus held: they may post, subscribe and unsubscribe; what they
@@ -39,7 +37,7 @@ class AsyncEventBus {
   AsyncEventBus& operator=(const AsyncEventBus&) = delete;
 
   /// Delivers what is queued, then joins the worker; hence never from within a callback of this
-  /// bus, except through ReleaseGlobalEventBus.
+  /// bus: see LeaveToWorker.
   ~AsyncEventBus() {
     {
       const std::lock_guard lock(mutex_);
@@ -111,9 +109,16 @@ class AsyncEventBus {
   /// Whether the caller runs on the worker, that is inside a callback.
   bool IsWorkerThread() const { return std::this_thread::get_id() == worker_.get_id(); }
 
- private:
-  friend void ReleaseGlobalEventBus();
+  /// For a bus made by new, from within one of its callbacks: the worker takes the bus, delivers
+  /// what is queued, and deletes it. Needs no memory and no other thread. The code of the caller
+  /// and of the callbacks must stay loaded until then.
+  void LeaveToWorker() {
+    const std::lock_guard lock(mutex_);
+    stop_ = true;
+    left_to_worker_ = true;
+  }
 
+ private:
   struct Subscriber {
     const std::type_info* type = nullptr;
     uint64_t posted_before = 0;  // events of an earlier posting are not for this one
@@ -134,8 +139,6 @@ class AsyncEventBus {
 
   void Run();
   void Deliver(const Item& item, std::unique_lock<std::mutex>& lock);
-  // For a bus made by new, on its own worker: once all is delivered, the worker deletes the bus.
-  void LeaveToWorker();
 
   std::mutex mutex_;  // guards everything below but the worker and its own flag
   std::condition_variable wake_;
@@ -195,12 +198,6 @@ inline void AsyncEventBus::Deliver(const Item& item, std::unique_lock<std::mutex
     running_ = 0;
     idle_.notify_all();
   }
-}
-
-inline void AsyncEventBus::LeaveToWorker() {
-  const std::lock_guard lock(mutex_);
-  stop_ = true;
-  left_to_worker_ = true;
 }
 
 /// Takes a reference on the process's bus, made by the first one. Null when it cannot be made.
