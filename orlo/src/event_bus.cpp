@@ -2,6 +2,10 @@
 
 #include <new>
 
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
 namespace orlo {
 namespace {
 
@@ -17,6 +21,15 @@ Global& TheGlobal() {
   alignas(Global) static unsigned char storage[sizeof(Global)];
   static Global& global = *new (storage) Global;
   return global;
+}
+
+/// Keeps this library loaded for a worker that nobody joins. ELF builds are linked that way.
+void StayLoaded() {
+#if defined(_WIN32)
+  HMODULE self = nullptr;
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                     reinterpret_cast<LPCWSTR>(&StayLoaded), &self);
+#endif
 }
 
 }  // namespace
@@ -43,6 +56,7 @@ void ReleaseGlobalEventBus() {
   }
   // Whoever asks for the bus from here on gets a new one; this one ends beside it.
   if (last->IsWorkerThread()) {
+    StayLoaded();
     last->LeaveToWorker();
   } else {
     delete last;
