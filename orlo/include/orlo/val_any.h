@@ -101,6 +101,7 @@ class ValAny {
 
   /// Any other copyable type, copied or moved into a holder.
   template <class T, class Value = std::decay_t<T>>
+  // It takes no ValAny: NOLINTNEXTLINE(bugprone-forwarding-reference-overload)
   requires(kIsHeld<Value>&& std::is_copy_constructible_v<Value>) ValAny(T&& value) {
     SetHolder(new Holder<Value>(std::forward<T>(value)));
     tag_ = std::is_same_v<Value, std::string> ? kText : kHeld;
@@ -171,6 +172,7 @@ class ValAny {
   template <class T>
   struct Holder final : AnyHolder {
     template <class U>
+    // Never copied: NOLINTNEXTLINE(bugprone-forwarding-reference-overload)
     explicit Holder(U&& from) : value(std::forward<U>(from)) {}
     const std::type_info& Type() const noexcept override { return typeid(T); }
     AnyHolder* Clone() const override { return new Holder(value); }
@@ -201,6 +203,7 @@ class ValAny {
   T GetNumber() const {
     switch (tag_) {
       case kBool: return Convert<T>(Stored<uint8_t>());
+      // A number, no letter: NOLINTNEXTLINE(bugprone-signed-char-misuse)
       case kInt8: return Convert<T>(Stored<int8_t>());
       case kUInt8: return Convert<T>(Stored<uint8_t>());
       case kInt16: return Convert<T>(Stored<int16_t>());
@@ -243,10 +246,12 @@ class ValAny {
 
   AnyHolder* holder() const noexcept {
     AnyHolder* address;
-    std::memcpy(&address, &payload_, sizeof(address));
+    std::memcpy(&address, &payload_, sizeof(uintptr_t));
     return address;
   }
-  void SetHolder(AnyHolder* address) noexcept { std::memcpy(&payload_, &address, sizeof(address)); }
+  void SetHolder(AnyHolder* address) noexcept {
+    std::memcpy(&payload_, &address, sizeof(uintptr_t));
+  }
 
   // The target of both is empty. A clone that throws leaves it so.
   void Assign(const ValAny& other) {
