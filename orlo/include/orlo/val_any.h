@@ -203,7 +203,6 @@ class ValAny {
   T GetNumber() const {
     switch (tag_) {
       case kBool: return Convert<T>(Stored<uint8_t>());
-      // A number, no letter: NOLINTNEXTLINE(bugprone-signed-char-misuse)
       case kInt8: return Convert<T>(Stored<int8_t>());
       case kUInt8: return Convert<T>(Stored<uint8_t>());
       case kInt16: return Convert<T>(Stored<int16_t>());
@@ -237,6 +236,7 @@ class ValAny {
       if (!(whole >= lowest && whole < above)) throw AnyBadAccess();
       return static_cast<To>(whole);
     } else {
+      // A number, no letter: NOLINTNEXTLINE(bugprone-signed-char-misuse)
       const auto converted = static_cast<To>(value);
       const bool same_sign = (value < From{0}) == (converted < To{0});
       if (static_cast<From>(converted) != value || !same_sign) throw AnyBadAccess();
