@@ -106,7 +106,7 @@ inline constexpr Format kYuvaxFormat = {
                 {.plane = 2, .limit = kHalf, .line = 55, .logged = 0}}},
 };
 
-// Vector code that writes whole pixels past the last one relies on the row below the frame.
+// Hosts rely on the row below the padded frame.
 inline constexpr Format kBgraxFormat = {
     .source_unit = unit::kDescRgbax,
     .components = 4,

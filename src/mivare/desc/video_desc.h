@@ -24,7 +24,7 @@ class VideoDescBase : public DescBase {
   void SetTag(uint32_t tag) override { tag_ = tag; }
 
   uint32_t GetWidth() const override { return width_; }
-  /// A negative width passes: hosts describe mirrored sources by it.
+  /// A negative width passes, as hosts rely on; every later product of it wraps.
   void SetWidthHeight(int32_t width, int32_t height) override;
   uint32_t GetHeight() const override { return height_; }
   void SetDisplayAspectRatio(orlo::Rational ratio) override;

@@ -38,8 +38,8 @@ struct LayoutCase {
 
 void ExpectLayout(const LayoutCase& row) {
   for (const int32_t smt : row.codes) {
-    SCOPED_TRACE(testing::Message() << row.name << " smt " << smt << " " << row.width << " x "
-                                    << row.height);
+    SCOPED_TRACE(testing::Message()
+                 << row.name << " smt " << smt << " " << row.width << " x " << row.height);
     const auto desc = row.make(smt);
     desc->SetWidthHeight(row.width, row.height);
     EXPECT_EQ(desc->DataLength(), -1);

@@ -263,8 +263,8 @@ TEST(SetPitches, OnYv12xLogsTheLumaPitchForTheThirdPlane) {
   const Four pitches = {1920, 960, 1000, 0};
   LogCapture log;
   EXPECT_EQ(desc.SetPitches(pitches.data()), -1);
-  EXPECT_EQ(
-      log.Count(6, "error! file[mivare/desc/yv12x] line[49] wid[960] grand[960] pitch[1920]"), 1);
+  EXPECT_EQ(log.Count(6, "error! file[mivare/desc/yv12x] line[49] wid[960] grand[960] pitch[1920]"),
+            1);
 }
 
 TEST(SetPitches, HalvesNegativeWidthsTowardZero) {
@@ -273,8 +273,8 @@ TEST(SetPitches, HalvesNegativeWidthsTowardZero) {
   const Four pitches = {-64, -31, -40, 0};
   LogCapture log;
   EXPECT_EQ(desc.SetPitches(pitches.data()), -1);
-  EXPECT_EQ(
-      log.Count(6, "error! file[mivare/desc/yv12x] line[44] wid[-50] grand[-32] pitch[-31]"), 1);
+  EXPECT_EQ(log.Count(6, "error! file[mivare/desc/yv12x] line[44] wid[-50] grand[-32] pitch[-31]"),
+            1);
 }
 
 TEST(SetPitches, ZeroesTheReservedFour) {

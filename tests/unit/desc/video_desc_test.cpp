@@ -143,8 +143,8 @@ TEST(SetDisplayAspectRatio, StoresTheReducedRatio) {
   EXPECT_TRUE(log.Lines().empty());
   desc.SetDisplayAspectRatio({0, 1});
   EXPECT_EQ(desc.GetDisplayAspectRatio(), (Rational{0, 1}));
-  EXPECT_EQ(log.Lines(), (std::vector<LogLine>{
-                             {"orlo", 7, "ration den zero! file[orlo::Normalize] line[99]"}}));
+  EXPECT_EQ(log.Lines(),
+            (std::vector<LogLine>{{"orlo", 7, "ration den zero! file[orlo::Normalize] line[99]"}}));
 }
 
 TEST(SetColorSpace, SetsTransferMatrixAndPrimariesByPreset) {
