@@ -1,17 +1,24 @@
 #!/bin/sh
 # wine_run.sh PREFIX PROGRAM [ARG...]: runs a Windows program with a Wine prefix of its own, without
-# a display and without Wine's chatter.
+# a display, without Wine's chatter, and without touching anybody's home.
 set -eu
-export WINEPREFIX="$1" WINEDEBUG="${WINEDEBUG:--all}" WINEDLLOVERRIDES="mscoree,mshtml="
-unset DISPLAY || true
+export WINEPREFIX="$1" HOME="$1" WINEDEBUG="${WINEDEBUG:--all}" WINEARCH=win64
+export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
+unset DISPLAY WAYLAND_DISPLAY XDG_CONFIG_HOME XDG_CACHE_HOME XDG_DATA_HOME
 shift
-wine=$(command -v wine64 || echo /usr/lib/wine/wine64)
+# Debian keeps the 64-bit program off the path; its "wine" asks for the 32-bit one.
+wine=/usr/lib/wine/wine64
+[ -x "$wine" ] || wine=$(command -v wine64)
+
 if [ ! -e "$WINEPREFIX/.ready" ]; then
   mkdir -p "$WINEPREFIX"
-  # Several programs may start at once; the first one makes the prefix.
+  # Several programs may start at once: the first one makes the prefix, the others wait.
   (
     flock 9
-    [ -e "$WINEPREFIX/.ready" ] || { "$wine" wineboot -i >/dev/null 2>&1; touch "$WINEPREFIX/.ready"; }
+    if [ ! -e "$WINEPREFIX/.ready" ]; then
+      "$wine" wineboot --init >"$WINEPREFIX/.log" 2>&1 </dev/null 9>&-
+      touch "$WINEPREFIX/.ready"
+    fi
   ) 9>"$WINEPREFIX/.lock"
 fi
 exec "$wine" "$@"
