@@ -1,7 +1,6 @@
 #include "platform/platform.h"
 
 #define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
 #include <windows.h>
 // windows.h comes first: the others need its types.
 #include <psapi.h>
