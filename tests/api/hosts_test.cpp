@@ -156,12 +156,18 @@ class HostAllocator final : public IAllocatorEx {
 
 class HostGpuAllocator final : public IGpuAllocator {
  public:
-  std::shared_ptr<IMediaBuffer> Alloc(IMediaDesc*, IMediaBuffer*, void*) override {
+  std::shared_ptr<IMediaBuffer> Alloc(IMediaDesc* desc, IMediaBuffer*, void*) override {
+    calls.push_back("Alloc " + std::to_string(desc->GetWidth()));
     return nullptr;
   }
   bool FillBlank(std::shared_ptr<IMediaBuffer>) override { return false; }
   bool Download(IMediaBuffer*, IMediaBuffer*) override { return false; }
-  int64_t GetAvailableMemory() override { return int64_t{3} << 30U; }
+  int64_t GetAvailableMemory() override {
+    calls.emplace_back("GetAvailableMemory");
+    return int64_t{3} << 30U;
+  }
+
+  std::vector<std::string> calls;
 
  private:
   Counted counted_;
@@ -381,13 +387,18 @@ TEST(Hosts, CameraRecordsGoBetweenHostsManagers) {
   EXPECT_EQ(destination.records[1].value1, 1U);
 }
 
-TEST(Hosts, TheGpuAllocatorIsAskedForItsMemory) {
+TEST(Hosts, RequestsForDeviceMemoryReachTheGpuAllocator) {
   HostGpuAllocator gpu;
   ASSERT_EQ(NUXMivareDefaultAllocatorInit(&gpu), 0);
   IAllocatorEx* allocator = nullptr;
   ASSERT_EQ(NUXMivareDefaultAllocatorAcquire(&allocator), 0);
-  EXPECT_EQ(allocator->GetGpuAvailableMemory(), int64_t{3} << 30U);
+  const MediaDescPtr desc = MakeMediaDesc(1, 45);
+  ASSERT_NE(desc, nullptr);
+  desc->SetWidthHeight(320, 180);
+  desc->SetMemoryLocation(1);
+  EXPECT_EQ(allocator->Alloc(desc.get(), nullptr, nullptr), nullptr);
   EXPECT_EQ(NUXMivareDefaultAllocatorUninit(), 0);
+  EXPECT_EQ(gpu.calls, (std::vector<std::string>{"GetAvailableMemory", "Alloc 320"}));
 }
 
 }  // namespace
