@@ -84,8 +84,8 @@ TEST(PoolKey, RoundsSizesUpTo64) {
 }
 
 TEST(PoolKey, IsASumSoThatWideFramesCollide) {
-  // 65536 + 64 wide and 64 high is the same sum as 64 wide and 65 (128) high.
-  FakeDesc wide(1, 1, 65600, 64);
+  // 64 rows and a width of 64 x 65536 + 64 are the same sum as 65 (128) rows and a width of 64.
+  FakeDesc wide(1, 1, 4194368, 64);
   FakeDesc tall(1, 1, 64, 65);
   EXPECT_EQ(GetPoolKey(&wide), 0x1000000100800040U);
   EXPECT_EQ(GetPoolKey(&tall), 0x1000000100800040U);
