@@ -74,7 +74,7 @@ TEST_F(AllocatorStress, EightThreadsShareOneRequestWhileTheWorkerTrims) {
   });
   Together(kThreads, [&](int thread) {
     std::vector<std::shared_ptr<IMediaBuffer>> held;
-    for (int i = 0; i < 400; ++i) {
+    for (int i = 0; i < 2000; ++i) {
       const MediaDescPtr& desc = i % 3 == 0 ? host : i % 3 == 1 ? device : blank;
       std::shared_ptr<IMediaBuffer> frame = allocator->Alloc(desc.get(), nullptr, nullptr);
       if (frame == nullptr) {
@@ -97,7 +97,7 @@ TEST_F(AllocatorStress, ClearsAndLowGpuMemoryStormTheWorker) {
   const std::shared_ptr<IAllocator> allocator = hybrid_frame_allocator::Create(&gpu_);
   const MediaDescPtr desc = VideoRequest(1, 64, 64, 1);
   Together(kThreads, [&](int thread) {
-    for (int i = 0; i < 200; ++i) {
+    for (int i = 0; i < 1000; ++i) {
       if (thread % 4 == 0) {
         allocator->clear();
       } else {
@@ -135,7 +135,7 @@ TEST_F(AllocatorStress, InitAndUninitUnderLoad) {
   ASSERT_EQ(NUXMivareDefaultAllocatorAcquire(&manager), 0);
   const MediaDescPtr desc = VideoRequest(1, 64, 64);
   Together(kThreads, [&](int thread) {
-    for (int i = 0; i < 60; ++i) {
+    for (int i = 0; i < 300; ++i) {
       if (thread < 3) {
         NUXMivareDefaultAllocatorInit(&gpu_);
         manager->Alloc(desc.get(), nullptr, nullptr);
@@ -158,7 +158,7 @@ TEST_F(AllocatorStress, OnePoolIsTakenFromAndPutToByMany) {
   std::atomic<int> reissued{0};
   Together(kThreads, [&](int thread) {
     const MediaDescPtr desc = VideoRequest(1, 64, 64);
-    for (int i = 0; i < 500; ++i) {
+    for (int i = 0; i < 3000; ++i) {
       std::unique_ptr<HybridBuffer> free(pool->Take());
       if (free != nullptr) {
         ++reissued;

@@ -5,7 +5,8 @@
 
 namespace mivare::test {
 
-/// While it lives, the `nth` operator new of this thread, counted from 1, fails; the others work.
+/// While it lives, the `nth` operator new that this thread calls from the program itself, counted
+/// from 1, fails; the others work.
 /// Other threads notice nothing. Do not nest.
 class FailingNew {
  public:
