@@ -44,6 +44,16 @@ uint32_t LocationOf(IMediaBuffer* buffer) {
   return desc != nullptr ? desc->GetMemoryLocation() : 0;
 }
 
+bool IsMarkedBlank(const IMediaDesc& desc) noexcept {
+  try {
+    orlo::ValAny value;
+    IUserDataInquire* user_data = desc.GetUserDataInquire();
+    return user_data != nullptr && user_data->Get(kBlankKey, value) == 1;
+  } catch (...) {  // a value that cannot be copied for lack of memory is there
+    return true;
+  }
+}
+
 std::unique_ptr<HybridBuffer> TakeFrom(const std::shared_ptr<BlankPool>& pool) {
   return std::unique_ptr<HybridBuffer>(pool != nullptr ? pool->Take() : nullptr);
 }
@@ -136,12 +146,7 @@ void HybridBuffer::Recycle(std::unique_ptr<HybridBuffer> frame) {
 bool HybridBuffer::ClearUserData(bool look_for_blank) {
   IMediaDesc* desc = GetDesc(0);
   if (desc == nullptr) return false;
-  bool blank = false;
-  IUserDataInquire* user_data = desc->GetUserDataInquire();
-  if (look_for_blank && user_data != nullptr) {
-    orlo::ValAny value;
-    blank = user_data->Get(kBlankKey, value) == 1;
-  }
+  const bool blank = look_for_blank && IsMarkedBlank(*desc);
   if (IUserDataConfig* config = desc->GetUserDataConfig()) config->Clear();
   return blank;
 }

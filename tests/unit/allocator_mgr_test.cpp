@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
 #include <memory>
 #include <thread>
 
@@ -196,6 +197,50 @@ TEST_F(AllocatorMgrTest, InitWhileTheOldAllocatorIsStillDroppingMakesANewOne) {
   EXPECT_NE(Alloc(VideoRequest(1, 64, 64)), nullptr);
   NUXMivareDefaultAllocatorUninit();
   EXPECT_EQ(Ends(), 2);
+}
+
+TEST_F(AllocatorMgrTest, AnAllocatorDroppedDuringACallLivesUntilTheCallEnds) {
+  NUXMivareDefaultAllocatorInit(&gpu_);
+  std::promise<void> entered;
+  std::promise<void> go;
+  gpu_.on_call = [&](const FakeGpu::Call& call) {
+    if (call.name != "Alloc") return;
+    entered.set_value();
+    go.get_future().wait();
+  };
+  std::shared_ptr<IMediaBuffer> frame;
+  std::thread caller([&] { frame = Alloc(VideoRequest(1, 64, 64, 1)); });
+  entered.get_future().wait();
+  NUXMivareDefaultAllocatorUninit();
+  EXPECT_EQ(Current(), nullptr);
+  EXPECT_EQ(Ends(), 0);
+  go.set_value();
+  caller.join();
+  EXPECT_EQ(Ends(), 1);
+  ASSERT_NE(frame, nullptr);
+  frame.reset();
+  EXPECT_EQ(gpu_.lives(), 0);
+}
+
+TEST_F(AllocatorMgrTest, TheGpuAllocatorMayCallBack) {
+  NUXMivareDefaultAllocatorInit(&gpu_);
+  const MediaDescPtr host = VideoRequest(1, 128, 64);
+  int calls = 0;
+  gpu_.on_call = [&](const FakeGpu::Call&) {
+    uint64_t all = 0;
+    uint64_t free = 0;
+    EXPECT_EQ(manager_->GetMemoryStatus(all, free), 0);
+    EXPECT_NE(Alloc(host), nullptr);
+    NUXMivareDefaultAllocatorInit(nullptr);
+    NUXMivareDefaultAllocatorUninit();
+    ++calls;
+  };
+  const MediaDescPtr blank = VideoRequest(1, 64, 64, 1);
+  blank->GetUserDataConfig()->Set("Blank", 1);
+  EXPECT_NE(Alloc(blank), nullptr);
+  EXPECT_EQ(calls, 3);  // GetAvailableMemory, Alloc, FillBlank
+  gpu_.on_call = nullptr;
+  NUXMivareDefaultAllocatorUninit();
 }
 
 TEST_F(AllocatorMgrTest, ProcessExitWarnsAndClearsWhatUninitWouldHave) {

@@ -135,5 +135,23 @@ TEST_F(ShortMemoryTest, TheReleaseOfAFrameNeedsNoMemory) {
   EXPECT_EQ(gpu_.lives(), 40);
 }
 
+TEST_F(ShortMemoryTest, ABlankMarkCountsEvenWhenItsValueCannotBeCopied) {
+  const std::shared_ptr<IAllocator> allocator = hybrid_frame_allocator::Create(&gpu_);
+  clock_.Settle();
+  const MediaDescPtr desc = VideoRequest(1, 64, 64, 1);
+  desc->GetUserDataConfig()->Set("Blank", 1);
+  std::shared_ptr<IMediaBuffer> frame = allocator->Alloc(desc.get(), nullptr, nullptr);
+  const void* first = frame.get();
+  frame->GetDesc(0)->GetUserDataConfig()->Set("Blank", "held");
+  {
+    const FailingNew failing(1);
+    frame.reset();
+    EXPECT_TRUE(failing.fired());
+  }
+  frame = allocator->Alloc(desc.get(), nullptr, nullptr);
+  EXPECT_EQ(frame.get(), first);
+  EXPECT_EQ(gpu_.Count("FillBlank"), 1);  // from the blank pool: black as it is
+}
+
 }  // namespace
 }  // namespace mivare::test
