@@ -31,7 +31,7 @@ constexpr PlaneFill kGrey8{Extent::kHalf, 128};
 constexpr PlaneFill kBlack10{Extent::kFull, 64};
 constexpr PlaneFill kGrey10{Extent::kHalf, 512};
 
-// 8-bit luma is 0 whatever the signal range: players downstream show it as the deepest black.
+// 8-bit luma is 0 whatever the signal range, never the 16 of the limited one: hosts rely on it.
 constexpr FrameFill kFills[] = {
     {1, 1, {{kZero, kGrey8, kGrey8}}},
     {55, 1, {{kZero, kGrey8, kGrey8, kZero}}},
