@@ -1,0 +1,16 @@
+// Numbers as the files written here hold them: least significant byte first.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace mivare {
+
+/// Stores the low `kBytes` bytes of `value`; what does not fit is cut off.
+template <size_t kBytes>
+constexpr void PutLittle(uint8_t* out, uint64_t value) {
+  static_assert(kBytes <= sizeof(value));
+  for (size_t i = 0; i < kBytes; ++i) out[i] = static_cast<uint8_t>(value >> (8 * i));
+}
+
+}  // namespace mivare

@@ -1,0 +1,117 @@
+// Frames written as BMP and TGA images. The dumps of a kind take turns in the process, so that
+// threads which dump to one name leave a whole picture there.
+#include <array>
+#include <utility>
+
+#include "base/little_endian.h"
+#include "base/log.h"
+#include "base/mutex.h"
+#include "bmp_file.h"
+#include "dump_file.h"
+#include "image_format.h"
+#include "mivare/diagnostics.h"
+#include "mivare/helper.h"
+#include "mivare/media_desc.h"
+
+namespace mivare {
+namespace {
+
+constexpr int32_t kDone = 0;
+constexpr int32_t kFailed = -1;
+
+Mutex bmp_turn;
+Mutex tga_turn;
+
+// A pixel of four 16-bit samples becomes four bytes, components 0 and 2 exchanged.
+void ExchangeAndReduce(const uint8_t* in, uint8_t* out) {
+  constexpr size_t kHigh = 1;  // of a little-endian sample
+  out[0] = in[2 * 2 + kHigh];
+  out[1] = in[2 * 1 + kHigh];
+  out[2] = in[2 * 0 + kHigh];
+  out[3] = in[2 * 3 + kHigh];
+}
+
+int32_t DumpBmp(const char* path, IMediaBuffer& frame) {
+  const MutexLock turn(bmp_turn);
+  const IMediaDesc* desc = frame.GetDesc(0);
+  if (desc == nullptr) return kFailed;
+  const ImageFormat& format = ImageFormatOf(desc->GetSmt());
+  const BmpLayout layout =
+      LayOutBmp(format, desc->GetBitDepth(), static_cast<int32_t>(desc->GetWidth()),
+                static_cast<int32_t>(desc->GetHeight()));
+  const BmpPreamble preamble = EncodeBmpPreamble(layout);
+
+  DumpFile file(platform::OpenFile(path, "wb"));
+  if (!file.IsOpen()) return kFailed;
+  file.Write(preamble.data(), layout.data_offset);
+
+  const LockedBuffer lock(frame);
+  const uint8_t* top = lock.plane(0);
+  if (!lock.ok() || top == nullptr || layout.width < 1 || layout.height < 1) return kDone;
+  const int64_t pitch = lock.pitch(0);
+  const uint8_t* bottom = top + (int64_t{layout.height} - 1) * pitch;
+  if (format.bmp == BmpPixels::kHighBytes) {
+    file.WriteConvertedRows<8, 4>(bottom, -pitch, layout.row_bytes / 4, layout.height,
+                                  ExchangeAndReduce);
+  } else {
+    file.WriteRows(bottom, -pitch, layout.row_bytes, layout.height);
+  }
+  return kDone;
+}
+
+int32_t DumpTga(const char* path, IMediaBuffer& frame) {
+  const MutexLock turn(tga_turn);
+  const IMediaDesc* desc = frame.GetDesc(0);
+  if (desc == nullptr) return kFailed;
+  const uint32_t bits = ImageFormatOf(desc->GetSmt()).TgaBits(desc->GetBitDepth());
+  if (bits == 0) return kFailed;
+  const LockedBuffer lock(frame);
+  if (!lock.ok()) return kFailed;
+
+  // The picture is as wide as its rows in memory: the file is one block of whole rows.
+  const int64_t width = int64_t{lock.pitch(0)} * 8 / bits;
+  const auto height = static_cast<int32_t>(desc->GetHeight());
+  std::array<uint8_t, 18> header{};
+  constexpr uint8_t kTrueColour = 2;
+  constexpr uint8_t kTopLeftOrigin = 0x20;
+  header[2] = kTrueColour;
+  PutLittle<2>(&header[12], static_cast<uint64_t>(width));
+  PutLittle<2>(&header[14], static_cast<uint64_t>(height));
+  PutLittle<1>(&header[16], bits);
+  header[17] = kTopLeftOrigin;
+
+  DumpFile file(platform::OpenFile(path, "wb"));
+  if (!file.IsOpen()) return kFailed;
+  file.Write(header.data(), header.size());
+  const int64_t row_bytes = width * (bits / 8);
+  file.WriteRows(lock.plane(0), row_bytes, row_bytes, height);
+  return kDone;
+}
+
+// What the exports share: the handle is given back when everything else is done, and nothing but a
+// status comes out.
+int32_t Run(int32_t (*dump)(const char*, IMediaBuffer&), const char* path,
+            std::shared_ptr<IMediaBuffer> frame, const char* function, int line) {
+  if (frame == nullptr) {
+    MIVARE_LOG(kLogError, "error! %s line[%d]: mb is nullptr!", function, line);
+    return kFailed;
+  }
+  try {
+    return dump(path, *frame);
+  } catch (...) {
+    return kFailed;
+  }
+}
+
+}  // namespace
+}  // namespace mivare
+
+extern "C" int32_t NUXMivareDumpBMP(const char* path,
+                                    std::shared_ptr<mivare::IMediaBuffer> buffer) {
+  return mivare::Run(mivare::DumpBmp, path, std::move(buffer), "mivare::NUXMivareDumpBMP", 104);
+}
+
+extern "C" int32_t NUXMivareDumpTGA(const char* path,
+                                    std::shared_ptr<mivare::IMediaBuffer> buffer) {
+  return mivare::Run(mivare::DumpTga, path, std::move(buffer), "mivare::NUXMivareDumpTGA", 1392);
+}
