@@ -6,10 +6,10 @@
 
 #include "mivare/diagnostics.h"
 #include "mivare/helper.h"
-#include "tests/support/host_desc.h"
-#include "tests/support/host_frame.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/scratch_folder.h"
+#include "support/host_desc.h"
+#include "support/host_frame.h"
+#include "support/log_capture.h"
+#include "support/scratch_folder.h"
 
 namespace mivare {
 namespace {
