@@ -27,6 +27,7 @@ class LockedBuffer {
   explicit LockedBuffer(IMediaBuffer& buffer, bool willWrite = false)
       : buffer_(buffer),
         status_(buffer.Lock(planes_.data(), pitches_.data(),
+                            // NOLINTNEXTLINE(performance-no-int-to-ptr): what Lock asks for
                             willWrite ? reinterpret_cast<void*>(uintptr_t{1}) : nullptr,
                             &capacity_)) {}
   ~LockedBuffer() {

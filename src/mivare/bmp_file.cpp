@@ -44,7 +44,7 @@ BmpPreamble EncodeBmpPreamble(const BmpLayout& layout) {
     PutLittle<4>(behind + 4, 0xFFFF);
   }
   if (grey) {
-    for (uint32_t level = 0; level < 256; ++level) {
+    for (size_t level = 0; level < 256; ++level) {
       PutLittle<4>(behind + 4 * level, 0xFF000000U | level << 16 | level << 8 | level);
     }
   }

@@ -17,8 +17,8 @@ namespace mivare {
 struct ImageFormat;
 
 inline constexpr size_t kBmpHeadersBytes = 14 + 40;
-inline constexpr size_t kBmpMasksBytes = 3 * 4;
-inline constexpr size_t kBmpPaletteBytes = 256 * 4;
+inline constexpr size_t kBmpMasksBytes = 12;
+inline constexpr size_t kBmpPaletteBytes = 1024;
 inline constexpr uint32_t kBmpBitFields = 3;  ///< the compression code of masked pixels
 
 struct BmpLayout {

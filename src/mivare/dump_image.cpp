@@ -19,20 +19,27 @@ namespace {
 constexpr int32_t kDone = 0;
 constexpr int32_t kFailed = -1;
 
-Mutex bmp_turn;
-Mutex tga_turn;
+// Made at first use and never destroyed: hosts dump at any time of the process's life.
+Mutex& BmpTurn() {
+  static Mutex& turn = *new Mutex;
+  return turn;
+}
 
-// A pixel of four 16-bit samples becomes four bytes, components 0 and 2 exchanged.
+Mutex& TgaTurn() {
+  static Mutex& turn = *new Mutex;
+  return turn;
+}
+
+// A pixel of four little-endian 16-bit samples becomes the high bytes of 2, 1, 0 and 3.
 void ExchangeAndReduce(const uint8_t* in, uint8_t* out) {
-  constexpr size_t kHigh = 1;  // of a little-endian sample
-  out[0] = in[2 * 2 + kHigh];
-  out[1] = in[2 * 1 + kHigh];
-  out[2] = in[2 * 0 + kHigh];
-  out[3] = in[2 * 3 + kHigh];
+  out[0] = in[5];
+  out[1] = in[3];
+  out[2] = in[1];
+  out[3] = in[7];
 }
 
 int32_t DumpBmp(const char* path, IMediaBuffer& frame) {
-  const MutexLock turn(bmp_turn);
+  const MutexLock turn(BmpTurn());
   const IMediaDesc* desc = frame.GetDesc(0);
   if (desc == nullptr) return kFailed;
   const ImageFormat& format = ImageFormatOf(desc->GetSmt());
@@ -60,7 +67,7 @@ int32_t DumpBmp(const char* path, IMediaBuffer& frame) {
 }
 
 int32_t DumpTga(const char* path, IMediaBuffer& frame) {
-  const MutexLock turn(tga_turn);
+  const MutexLock turn(TgaTurn());
   const IMediaDesc* desc = frame.GetDesc(0);
   if (desc == nullptr) return kFailed;
   const uint32_t bits = ImageFormatOf(desc->GetSmt()).TgaBits(desc->GetBitDepth());
@@ -91,7 +98,8 @@ int32_t DumpTga(const char* path, IMediaBuffer& frame) {
 // What the exports share: the handle is given back when everything else is done, and nothing but a
 // status comes out.
 int32_t Run(int32_t (*dump)(const char*, IMediaBuffer&), const char* path,
-            std::shared_ptr<IMediaBuffer> frame, const char* function, int line) {
+            std::shared_ptr<IMediaBuffer>&& buffer, const char* function, int line) {
+  const std::shared_ptr<IMediaBuffer> frame = std::move(buffer);
   if (frame == nullptr) {
     MIVARE_LOG(kLogError, "error! %s line[%d]: mb is nullptr!", function, line);
     return kFailed;
