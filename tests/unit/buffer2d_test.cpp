@@ -12,9 +12,11 @@
 
 #include "aligned_heap.h"
 #include "mivare/allocator.h"
+#include "mivare/gpu_allocator.h"
 #include "mivare/helper.h"
 #include "platform/platform.h"
 #include "support/failing_blocks.h"
+#include "support/fake_clock.h"
 #include "support/fake_desc.h"
 #include "support/log_capture.h"
 #include "support/trovel_balance.h"
@@ -23,6 +25,7 @@ namespace mivare {
 namespace {
 
 using test::FailingBlocks;
+using test::FakeClock;
 using test::FakeDesc;
 using test::LogCapture;
 using test::LogLine;
@@ -394,6 +397,40 @@ TEST(Buffer2dFailure, OfTheSystemIsLoggedAndSignalled) {
       std::regex(R"(error\. mivare::Buffer2d::Init line\[[0-9]+\] length\[3133440\])")));
   EXPECT_EQ(lines[3].level, 0);
   EXPECT_EQ(listener.Count(), 1);
+}
+
+// Says what GPU memory there is.
+class Gpu final : public IGpuAllocator {
+ public:
+  std::shared_ptr<IMediaBuffer> Alloc(IMediaDesc*, IMediaBuffer*, void*) override { return {}; }
+  bool FillBlank(std::shared_ptr<IMediaBuffer>) override { return false; }
+  bool Download(IMediaBuffer*, IMediaBuffer*) override { return false; }
+  int64_t GetAvailableMemory() override {
+    if (throws) throw 7;
+    return int64_t{700} << 20;
+  }
+  bool throws = false;
+};
+
+TEST(Buffer2dFailure, ReportsTheGpuMemoryOfTheCurrentAllocator) {
+  LogCapture log;
+  FakeClock clock;
+  Gpu gpu;
+  ASSERT_EQ(NUXMivareDefaultAllocatorInit(&gpu), 0);
+  {
+    MemoryListener listener;
+    const FailingBlocks failing;
+    const MediaDescPtr heap = Video(1, 64, 64);
+    const MediaDescPtr system = Video(1, 1920, 1080);
+    EXPECT_EQ(_CreateMediaBuffer2D(heap.get(), nullptr), nullptr);
+    EXPECT_EQ(_CreateMediaBuffer2D(system.get(), nullptr), nullptr);
+    EXPECT_EQ(log.CountContaining("(GPU:700.00MB)"), 2);
+    gpu.throws = true;
+    EXPECT_EQ(_CreateMediaBuffer2D(heap.get(), nullptr), nullptr);
+    EXPECT_EQ(listener.Count(), 3) << "the event comes whatever the host's allocator does";
+    gpu.throws = false;
+  }
+  NUXMivareDefaultAllocatorUninit();
 }
 
 TEST(Buffer2dClone, IsAPlanarFrameOfTheCurrentAllocator) {
