@@ -1,0 +1,45 @@
+// The host's end of the library: bringing it up, and asking for buffers while watching what each
+// request costs.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "mivare/mivare.h"
+#include "report.h"
+
+namespace road {
+
+/// Frames and blocks that are under way at a time, as in an engine that decodes ahead of the
+/// display.
+inline constexpr size_t kLookAhead = 8;
+
+/// The time stamp of a frame travels in its user data.
+inline constexpr char kTimeKey[] = "road::pts";
+
+/// Keeps the library up. Buffers and descriptions must be gone before it goes.
+class Library {
+ public:
+  Library();
+  ~Library();
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+
+  /// A buffer for `desc` with the time stamp in its user data, counted as cold or warm. Throws
+  /// Failure when there is none.
+  std::shared_ptr<mivare::IMediaBuffer> Request(mivare::IMediaDesc& desc, int64_t time,
+                                                RequestCounts& counts);
+
+  /// Bytes in buffers, out and pooled.
+  uint64_t HeldBytes();
+  uint64_t peak_bytes() const { return peak_bytes_; }
+
+ private:
+  mivare::IAllocatorEx* allocator_ = nullptr;
+  uint64_t peak_bytes_ = 0;
+};
+
+/// The time stamp that a buffer was requested with; `missing` when it carries none.
+int64_t TimeOf(mivare::IMediaBuffer& buffer, int64_t missing);
+
+}  // namespace road

@@ -1,0 +1,165 @@
+#include "video_road.h"
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <span>
+#include <vector>
+
+#include "failure.h"
+#include "orlo/md5.h"
+#include "paths.h"
+#include "to_bgra.h"
+
+namespace road {
+namespace {
+
+constexpr size_t kImageEvery = 10;
+constexpr int32_t kBgra = 45;
+
+mivare::MediaDescPtr MakeFrameDesc(const VideoInfo& info) {
+  mivare::MediaDescPtr desc = mivare::MakeMediaDesc(1, info.format->smt);
+  if (desc == nullptr) {
+    throw Failure(kNoCounterpart, "the library has no frames of smt " +
+                                      std::to_string(info.format->smt) + " for " +
+                                      std::string(info.format->name));
+  }
+  desc->SetWidthHeight(info.width, info.height);
+  desc->SetDisplayAspectRatio(info.aspect);
+  desc->SetVideoSignalRange(info.range);
+  desc->SetVideoMatrix(info.matrix);
+  desc->SetTransferCharacter(info.transfer);
+  desc->SetColorPrimary(info.primaries);
+  desc->SetRotation(static_cast<uint32_t>(info.rotation));
+  return desc;
+}
+
+// Upright and in full-range RGB; the transfer and the primaries stay.
+mivare::MediaDescPtr MakeImageDesc(const VideoInfo& info) {
+  mivare::MediaDescPtr desc = mivare::MakeMediaDesc(1, kBgra);
+  if (desc == nullptr) throw Failure(kDiffers, "the library has no packed frames");
+  const Size size = UprightSize(info);
+  desc->SetWidthHeight(size.width, size.height);
+  const bool sideways = size.width != info.width;
+  desc->SetDisplayAspectRatio(sideways ? orlo::Rational{info.aspect.den, info.aspect.num}
+                                       : info.aspect);
+  desc->SetVideoSignalRange(1);
+  desc->SetVideoMatrix(0);
+  desc->SetTransferCharacter(info.transfer);
+  desc->SetColorPrimary(info.primaries);
+  return desc;
+}
+
+std::array<PlaneView, 3> Views(const mivare::LockedBuffer& lock, const PixelFormat& format) {
+  std::array<PlaneView, 3> views;
+  for (size_t i = 0; i < static_cast<size_t>(format.planes); ++i) {
+    views[i] = {lock.plane(i), lock.pitch(i)};
+  }
+  return views;
+}
+
+std::string Digest(const std::vector<uint8_t>& bytes) {
+  return orlo::md5::MD5String(bytes.data(), bytes.size());
+}
+
+}  // namespace
+
+VideoRoad::VideoRoad(Library& library, const VideoInfo& info, const std::filesystem::path& folder,
+                     Report& report)
+    : library_(library),
+      info_(info),
+      folder_(folder),
+      report_(report),
+      desc_(MakeFrameDesc(info)),
+      image_desc_(MakeImageDesc(info)) {}
+
+void VideoRoad::Take(const Picture& picture) {
+  Frame frame;
+  frame.time = picture.time;
+  frame.buffer = library_.Request(*desc_, picture.time, report_.frame_requests);
+  {
+    mivare::LockedBuffer lock(*frame.buffer, true);
+    if (!lock.ok()) throw Failure(kDiffers, "a frame of the library cannot be locked");
+    for (int i = 0; i < info_.format->planes; ++i) {
+      const PlaneShape shape = VisibleShape(*info_.format, info_.width, info_.height, i);
+      const PlaneView& from = picture.planes[static_cast<size_t>(i)];
+      uint8_t* to = lock.plane(static_cast<size_t>(i));
+      const ptrdiff_t pitch = lock.pitch(static_cast<size_t>(i));
+      const uint8_t* row = from.data;
+      for (size_t y = 0; y < shape.rows; ++y, to += pitch, row += from.pitch) {
+        std::memcpy(to, row, shape.row_bytes);
+      }
+    }
+  }
+  frame.digest = Digest(GatherPicture(*info_.format, info_.width, info_.height, picture.planes));
+  const bool first = report_.frames == 0 && under_way_.empty();
+  if (first && !info_.format->dump.empty()) {
+    first_dump_digest_ =
+        Digest(GatherDump(*info_.format, info_.width, info_.height, picture.planes));
+  }
+  under_way_.push_back(std::move(frame));
+  if (under_way_.size() == kLookAhead) ShowOldest();
+}
+
+void VideoRoad::ShowOldest() {
+  const Frame frame = std::move(under_way_.front());
+  under_way_.pop_front();
+  if (IsAsDecoded(frame)) ++same_;
+  if (report_.frames == 0 && !info_.format->dump.empty()) {
+    NUXMivareDumpMediaBuffer(Utf8FromPath(folder_ / "first").c_str(), frame.buffer);
+  }
+  if (report_.frames % kImageEvery == 0) WriteImage(*frame.buffer, frame.time);
+  ++report_.frames;
+}
+
+// What the display would see: the samples, the time stamp and the stream's properties.
+bool VideoRoad::IsAsDecoded(const Frame& frame) const {
+  const mivare::IMediaDesc& desc = *frame.buffer->GetDesc(0);
+  if (TimeOf(*frame.buffer, ~frame.time) != frame.time || desc.GetWidth() != desc_->GetWidth() ||
+      desc.GetHeight() != desc_->GetHeight() || desc.GetVideoSignalRange() != info_.range ||
+      desc.GetVideoMatrix() != info_.matrix || desc.GetTransferCharacter() != info_.transfer ||
+      desc.GetColorPrimary() != info_.primaries ||
+      desc.GetRotation() != static_cast<uint32_t>(info_.rotation) ||
+      desc.GetDisplayAspectRatio() != desc_->GetDisplayAspectRatio()) {
+    return false;
+  }
+  const mivare::LockedBuffer lock(*frame.buffer);
+  if (!lock.ok()) return false;
+  const auto views = Views(lock, *info_.format);
+  return Digest(GatherPicture(*info_.format, info_.width, info_.height, views)) == frame.digest;
+}
+
+void VideoRoad::WriteImage(mivare::IMediaBuffer& frame, int64_t time) {
+  const auto image = library_.Request(*image_desc_, time, report_.image_requests);
+  {
+    const mivare::LockedBuffer from(frame);
+    const mivare::LockedBuffer to(*image, true);
+    if (!from.ok() || !to.ok()) throw Failure(kDiffers, "a frame of the library cannot be locked");
+    ToBgra(info_, Views(from, *info_.format), to.plane(0), to.pitch(0));
+  }
+  char name[32];
+  std::snprintf(name, sizeof(name), "frame_%05zu.bmp", report_.frames);
+  const std::filesystem::path path = folder_ / name;
+  if (NUXMivareDumpBMP(Utf8FromPath(path).c_str(), image) != 0) {
+    throw Failure(kUnusable, "cannot write " + Utf8FromPath(path));
+  }
+  report_.files.push_back(path);
+}
+
+void VideoRoad::Finish() {
+  while (!under_way_.empty()) ShowOldest();
+  const std::string all = " of " + std::to_string(report_.frames) + " frames";
+  report_.comparisons.push_back(
+      {"in memory", std::to_string(report_.frames) + all, std::to_string(same_) + all});
+  if (report_.frames == 0) return;
+  if (info_.format->dump.empty()) {
+    report_.notes.push_back("no raw file: the library's raw dump does not know " +
+                            std::string(info_.format->name));
+    return;
+  }
+  const auto path = DumpPath(*info_.format, info_.width, info_.height, folder_ / "first");
+  report_.files.push_back(path);
+  report_.comparisons.push_back(CompareFile(path, first_dump_digest_));
+}
+
+}  // namespace road

@@ -1,0 +1,52 @@
+// The road of the pictures: requested, filled, under way for a while, looked at, given back.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "mivare/mivare.h"
+#include "report.h"
+#include "requests.h"
+#include "source.h"
+
+namespace road {
+
+class VideoRoad {
+ public:
+  /// Files go to `folder`, findings to `report`; both and `library` outlive this object.
+  VideoRoad(Library& library, const VideoInfo& info, const std::filesystem::path& folder,
+            Report& report);
+
+  /// Copies a decoded picture into a frame of the library and lets the frame that has been under
+  /// way longest go, once there are enough.
+  void Take(const Picture& picture);
+
+  /// Lets the remaining frames go and compares what was written.
+  void Finish();
+
+ private:
+  struct Frame {
+    std::shared_ptr<mivare::IMediaBuffer> buffer;
+    int64_t time = 0;
+    std::string digest;  // of the decoder's bytes
+  };
+
+  void ShowOldest();
+  bool IsAsDecoded(const Frame& frame) const;
+  void WriteImage(mivare::IMediaBuffer& frame, int64_t time);
+
+  Library& library_;
+  VideoInfo info_;
+  std::filesystem::path folder_;
+  Report& report_;
+  mivare::MediaDescPtr desc_;        // of every request; only the time stamp changes
+  mivare::MediaDescPtr image_desc_;  // of the upright pictures in screen colours
+  std::deque<Frame> under_way_;
+  std::string first_dump_digest_;
+  size_t same_ = 0;
+};
+
+}  // namespace road
