@@ -1,11 +1,11 @@
 #include "audio_road.h"
 
+#include <algorithm>
 #include <limits>
 #include <string>
 
 #include "failure.h"
 #include "orlo/md5.h"
-#include "paths.h"
 
 namespace road {
 namespace {
@@ -85,7 +85,7 @@ void AudioRoad::Finish() {
   report_.comparisons.push_back(
       {"time stamps", std::to_string(report_.sound_blocks) + all, std::to_string(in_time_) + all});
   if (whole_ == nullptr) return;
-  NUXMivareDumpMediaBuffer(Utf8FromPath(folder_ / "sound").c_str(), whole_);
+  DumpInto(folder_, "sound", whole_);
   whole_.reset();
   const std::filesystem::path path = folder_ / "sound.pcm";
   report_.files.push_back(path);

@@ -136,6 +136,7 @@ class ClipSource final : public Source {
 
   const StreamInfo& Info() const override { return info_; }
   std::optional<Packet> Next() override;
+  size_t Skipped() const override { return skipped_; }
 
  private:
   std::unique_ptr<Track> OpenTrack(AVMediaType type);
@@ -154,12 +155,13 @@ class ClipSource final : public Source {
   std::vector<Track*> draining_;
   Track* active_ = nullptr;  // the one that was fed last and may have frames
   bool at_end_ = false;
+  size_t skipped_ = 0;
   std::vector<uint8_t> interleaved_;
 };
 
 ClipSource::ClipSource(const std::string& path) : path_(path) {
   if (frame_ == nullptr || packet_ == nullptr) throw std::bad_alloc();
-  av_log_set_level(AV_LOG_ERROR);
+  av_log_set_level(AV_LOG_FATAL);  // what is skipped is counted
   AVFormatContext* opened = nullptr;
   int status = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
   container_.reset(opened);
@@ -202,11 +204,7 @@ bool ClipSource::Feed() {
       for (Track* track : {video_.get(), audio_.get()}) {
         if (track == nullptr || track->stream->index != packet_->stream_index) continue;
         active_ = track;
-        // A damaged packet is skipped, as players do; the decoder has said so itself.
-        const int sent = avcodec_send_packet(track->codec.get(), packet_.get());
-        if (sent < 0 && sent != AVERROR_INVALIDDATA) {
-          throw Failure(kUnusable, "cannot decode " + path_ + ": " + Reason(sent));
-        }
+        if (avcodec_send_packet(track->codec.get(), packet_.get()) < 0) ++skipped_;
       }
       av_packet_unref(packet_.get());
       return true;
@@ -284,9 +282,10 @@ std::optional<Packet> ClipSource::Next() {
     const int status = avcodec_receive_frame(active_->codec.get(), frame_.get());
     if (status == AVERROR(EAGAIN) || status == AVERROR_EOF) {
       active_ = nullptr;
-    } else if (status < 0 && status != AVERROR_INVALIDDATA) {
-      throw Failure(kUnusable, "cannot decode " + path_ + ": " + Reason(status));
-    } else if (status >= 0) {
+    } else if (status < 0) {
+      ++skipped_;
+      if (status != AVERROR_INVALIDDATA) active_ = nullptr;  // it may say so for ever
+    } else {
       if (active_ == video_.get()) return TakePicture();
       if (frame_->nb_samples > 0) return TakeSamples();
     }

@@ -36,6 +36,9 @@ int Run(const std::vector<std::string>& arguments) {
     const std::unique_ptr<road::Source> clip = road::OpenClip(arguments[1]);
     road::UseBinaryStreams();
     road::WritePipe(*clip, std::cout);
+    if (clip->Skipped() > 0) {
+      std::cerr << "road: " << clip->Skipped() << " packets could not be decoded\n";
+    }
     return road::kPlayed;
   }
   std::unique_ptr<road::Source> source;

@@ -1,6 +1,7 @@
 #include "player.h"
 
 #include <optional>
+#include <string>
 #include <system_error>
 
 #include "audio_road.h"
@@ -40,6 +41,10 @@ Report Play(Source& source, const std::filesystem::path& folder) {
     }
     if (video) video->Finish();
     if (audio) audio->Finish();
+    if (source.Skipped() > 0) {
+      report.notes.push_back(std::to_string(source.Skipped()) +
+                             " packets of the clip could not be decoded and were left out");
+    }
     report.peak_bytes = library.peak_bytes();
     report.pooled_bytes = library.HeldBytes();
   }

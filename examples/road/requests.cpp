@@ -4,6 +4,7 @@
 #include <string>
 
 #include "failure.h"
+#include "paths.h"
 
 namespace road {
 namespace {
@@ -47,6 +48,14 @@ std::shared_ptr<mivare::IMediaBuffer> Library::Request(mivare::IMediaDesc& desc,
   (after > before ? counts.cold : counts.warm).push_back(end - start);
   peak_bytes_ = std::max(peak_bytes_, after);
   return buffer;
+}
+
+// Raw dumps open their file with the plain call of the C library, which on Windows reads names in
+// the code page of the day. The folder's name, which may be in any script, stays out of it.
+void DumpInto(const std::filesystem::path& folder, const char* name,
+              const std::shared_ptr<mivare::IMediaBuffer>& buffer) {
+  const WorkingFolder inside(folder);
+  NUXMivareDumpMediaBuffer(name, buffer);
 }
 
 int64_t TimeOf(mivare::IMediaBuffer& buffer, int64_t missing) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 
 #include "mivare/mivare.h"
@@ -38,6 +39,10 @@ class Library {
   mivare::IAllocatorEx* allocator_ = nullptr;
   uint64_t peak_bytes_ = 0;
 };
+
+/// Writes a buffer's raw dump into `folder`; `name` is plain ASCII, the library adds the suffix.
+void DumpInto(const std::filesystem::path& folder, const char* name,
+              const std::shared_ptr<mivare::IMediaBuffer>& buffer);
 
 /// The time stamp that a buffer was requested with; `missing` when it carries none.
 int64_t TimeOf(mivare::IMediaBuffer& buffer, int64_t missing);

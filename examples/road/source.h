@@ -62,6 +62,8 @@ class Source {
   virtual const StreamInfo& Info() const = 0;
   /// Empty at the end. Throws Failure.
   virtual std::optional<Packet> Next() = 0;
+  /// Packets of the clip so far that could not be decoded and were left out, as players do.
+  virtual size_t Skipped() const { return 0; }
 };
 
 /// Opens and decodes a clip. Throws Failure, also in builds without a decoder.

@@ -106,7 +106,7 @@ void VideoRoad::ShowOldest() {
   under_way_.pop_front();
   if (IsAsDecoded(frame)) ++same_;
   if (report_.frames == 0 && !info_.format->dump.empty()) {
-    NUXMivareDumpMediaBuffer(Utf8FromPath(folder_ / "first").c_str(), frame.buffer);
+    DumpInto(folder_, "first", frame.buffer);
   }
   if (report_.frames % kImageEvery == 0) WriteImage(*frame.buffer, frame.time);
   ++report_.frames;

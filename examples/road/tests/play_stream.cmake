@@ -1,7 +1,7 @@
 # Plays a made-up clip through the two programs and looks at the exit status, the report and the
 # files. The folder's name has a letter outside ASCII.
 string(REPLACE "|" ";" run "${EMULATOR}")
-set(folder "${FOLDER}/clip \u00e9")
+set(folder "${FOLDER}/clip é")
 file(REMOVE_RECURSE "${FOLDER}")
 file(MAKE_DIRECTORY "${FOLDER}")
 
@@ -29,7 +29,7 @@ expect_size(frame_00000.bmp 234470)   # 54 + 4 * 322 * 182
 expect_size(frame_00010.bmp 234470)
 expect_size(frame_00020.bmp 234470)
 expect_size(sound.pcm 86016)          # 21 blocks of 1024 samples, 2 channels, 2 bytes
-foreach(part "21 frames, 322 x 182 yuv420p" "21 of 21 frames  same" "first.yv12" "clip \u00e9"
+foreach(part "21 frames, 322 x 182 yuv420p" "21 of 21 frames  same" "first.yv12" "clip é"
              "everything is the same, nothing leaked")
   if(NOT report MATCHES "${part}")
     message(FATAL_ERROR "the report lacks \"${part}\":\n${report}")
