@@ -71,6 +71,7 @@ std::vector<uint8_t> Gather(std::span<const PlaneView> planes, std::span<const P
 std::vector<PlaneShape> Shapes(const PixelFormat& format, int width, int height,
                                PlaneShape (*shape)(const PixelFormat&, int, int, int)) {
   std::vector<PlaneShape> shapes;
+  shapes.reserve(static_cast<size_t>(format.planes));
   for (int plane = 0; plane < format.planes; ++plane) {
     shapes.push_back(shape(format, width, height, plane));
   }

@@ -14,7 +14,7 @@
 namespace road {
 namespace {
 
-constexpr std::string_view kMagic = "mivare road 1";
+constexpr std::string_view kMagic = "mivare road 1\n";
 constexpr size_t kMaxLine = 400;
 
 [[noreturn]] void Broken(const std::string& why) {
@@ -122,7 +122,7 @@ void WriteBytes(std::ostream& out, std::span<const uint8_t> bytes) {
 
 void WriteHeader(const StreamInfo& info, std::ostream& out) {
   std::ostringstream header;
-  header << kMagic << '\n';
+  header << kMagic;
   if (info.video) {
     const VideoInfo& video = *info.video;
     header << "video format=" << video.format->name << " width=" << video.width
@@ -164,7 +164,8 @@ void WritePipe(Source& source, std::ostream& out) {
 }
 
 PipeSource::PipeSource(std::istream& in) : in_(in) {
-  if (ReadLine(in_) != kMagic) {
+  std::string magic(kMagic.size(), '\0');
+  if (!in_.read(magic.data(), static_cast<std::streamsize>(magic.size())) || magic != kMagic) {
     throw Failure(kUnusable, "standard input is not a stream of \"road --pipe CLIP\"");
   }
   for (std::string text = ReadLine(in_); !text.empty(); text = ReadLine(in_)) {

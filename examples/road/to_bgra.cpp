@@ -6,6 +6,7 @@ namespace road {
 namespace {
 
 constexpr int kOne = 16;  // fixed point: 16 bits behind the point
+constexpr int64_t kWhite = 255;
 constexpr int64_t kHalf = int64_t{1} << (kOne - 1);
 
 // The weights of red and blue in luma, in units of 1/10000.
@@ -38,14 +39,14 @@ struct Matrix {
     const int64_t chroma_span = full ? luma_span : int64_t{224} << extra;
     black = full ? 0 : 16 << extra;
     middle = 128 << extra;
-    luma = Fixed(255, luma_span);
+    luma = Fixed(kWhite, luma_span);
 
     const Weights w = WeightsOf(video);
     const int64_t green = 10000 - w.red - w.blue;
-    red_from_v = Fixed(255 * 2 * (10000 - w.red), 10000 * chroma_span);
-    blue_from_u = Fixed(255 * 2 * (10000 - w.blue), 10000 * chroma_span);
-    green_from_v = Fixed(255 * 2 * w.red * (10000 - w.red), 10000 * green * chroma_span);
-    green_from_u = Fixed(255 * 2 * w.blue * (10000 - w.blue), 10000 * green * chroma_span);
+    red_from_v = Fixed(2 * kWhite * (10000 - w.red), 10000 * chroma_span);
+    blue_from_u = Fixed(2 * kWhite * (10000 - w.blue), 10000 * chroma_span);
+    green_from_v = Fixed(2 * kWhite * w.red * (10000 - w.red), 10000 * green * chroma_span);
+    green_from_u = Fixed(2 * kWhite * w.blue * (10000 - w.blue), 10000 * green * chroma_span);
   }
 
   static int64_t Fixed(int64_t numerator, int64_t denominator) {
@@ -73,7 +74,8 @@ struct Matrix {
 int Sample(const PixelFormat& format, const PlaneView& plane, int x, int y) {
   const uint8_t* row = plane.data + y * plane.pitch;
   if (format.bytes() == 1) return row[x];
-  return (row[2 * x] | row[2 * x + 1] << 8) >> format.shift;
+  const uint8_t* sample = row + 2 * ptrdiff_t{x};
+  return (sample[0] | sample[1] << 8) >> format.shift;
 }
 
 // One pixel of the picture as it is stored.

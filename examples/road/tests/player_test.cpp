@@ -103,8 +103,8 @@ TEST_F(Player, WritesImagesThatStandUprightFromTheBottomUp) {
   again.info().video->rotation = 90;
   const std::optional<Packet> packet = again.Next();
   ASSERT_TRUE(packet.has_value());
-  std::vector<uint8_t> upright(4 * 6 * 4);
-  ToBgra(*again.Info().video, std::get<Picture>(*packet).planes, upright.data(), 4 * 4);
+  std::vector<uint8_t> upright(96);
+  ToBgra(*again.Info().video, std::get<Picture>(*packet).planes, upright.data(), 16);
 
   const std::vector<uint8_t> bmp = Read("frame_00000.bmp");
   ASSERT_EQ(bmp.size(), 54 + upright.size());

@@ -94,7 +94,7 @@ TEST(ToBgra, TakesTheMatrixThatPlayersTakeWhenTheStreamIsSilent) {
     const std::vector<uint8_t> v(y.size(), 200);
     const PlaneView views[] = {{y.data(), width}, {u.data(), width}, {v.data(), width}};
     std::vector<uint8_t> out(4 * y.size());
-    ToBgra(info, views, out.data(), 4 * width);
+    ToBgra(info, views, out.data(), ptrdiff_t{4} * width);
     return Pixel{out[0], out[1], out[2], out[3]};
   };
   EXPECT_NE(corner(1280, 16, 1), corner(1280, 16, 6));
@@ -146,13 +146,13 @@ TEST(ToBgra, TurnsThePictureClockwise) {
     const Size size = UprightSize(info);
     EXPECT_EQ(size.width, row.size.width);
     EXPECT_EQ(size.height, row.size.height);
-    const int pitch = 4 * size.width + 8;
+    const ptrdiff_t pitch = ptrdiff_t{4} * size.width + 8;
     std::vector<uint8_t> out(static_cast<size_t>(pitch * size.height));
     ToBgra(info, views, out.data(), pitch);
     std::vector<int> grey;
     for (int y = 0; y < size.height; ++y) {
       for (int x = 0; x < size.width; ++x) {
-        grey.push_back(out[static_cast<size_t>(y * pitch + 4 * x)]);
+        grey.push_back(out[static_cast<size_t>(y * pitch + ptrdiff_t{4} * x)]);
       }
     }
     EXPECT_EQ(grey, row.grey);
