@@ -10,6 +10,7 @@
 #include "failure.h"
 #include "orlo/log.h"
 #include "synthetic_source.h"
+#include "temp_folder.h"
 #include "to_bgra.h"
 
 namespace road {
@@ -17,18 +18,15 @@ namespace {
 
 class Player : public testing::Test {
  protected:
-  Player() { std::filesystem::remove_all(folder_); }
-  ~Player() override {
-    std::filesystem::remove_all(folder_);
-    orlo::SetDefaultLogLevel(level_);
-  }
+  ~Player() override { orlo::SetDefaultLogLevel(level_); }
 
   std::vector<uint8_t> Read(const std::string& name) const {
     std::ifstream file(folder_ / name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  std::filesystem::path folder_ = std::filesystem::temp_directory_path() / "road_player_test";
+  TempFolder temp_;
+  std::filesystem::path folder_ = temp_.path() / "played";
   int32_t level_ = orlo::SetDefaultLogLevel(6);
 };
 

@@ -5,44 +5,41 @@
 #include <fstream>
 #include <sstream>
 
+#include "temp_folder.h"
+
 namespace road {
 namespace {
 
 using std::chrono::nanoseconds;
 
-class FileOf {
- public:
-  FileOf(const char* name, const std::string& bytes)
-      : path_(std::filesystem::temp_directory_path() / name) {
+class Comparing : public testing::Test {
+ protected:
+  std::filesystem::path FileOf(const std::string& bytes) const {
     std::ofstream(path_, std::ios::binary) << bytes;
+    return path_;
   }
-  ~FileOf() { std::filesystem::remove(path_); }
-  const std::filesystem::path& path() const { return path_; }
 
  private:
-  std::filesystem::path path_;
+  TempFolder folder_;
+  std::filesystem::path path_ = folder_.path() / "file.bin";
 };
 
 constexpr char kDigestOfAbc[] = "900150983cd24fb0d6963f7d28e17f72";  // RFC 1321
 
-TEST(Comparison, HoldsForTheSameBytes) {
-  const FileOf file("road_report_same.bin", "abc");
-  EXPECT_TRUE(CompareFile(file.path(), kDigestOfAbc).same());
+TEST_F(Comparing, HoldsForTheSameBytes) {
+  EXPECT_TRUE(CompareFile(FileOf("abc"), kDigestOfAbc).same());
 }
 
-TEST(Comparison, FailsForOneOtherByte) {
-  const FileOf file("road_report_other.bin", "abd");
-  EXPECT_FALSE(CompareFile(file.path(), kDigestOfAbc).same());
+TEST_F(Comparing, FailsForOneOtherByte) {
+  EXPECT_FALSE(CompareFile(FileOf("abd"), kDigestOfAbc).same());
 }
 
-TEST(Comparison, FailsForOneByteMoreOrLess) {
-  const FileOf longer("road_report_longer.bin", "abc\n");
-  const FileOf shorter("road_report_shorter.bin", "ab");
-  EXPECT_FALSE(CompareFile(longer.path(), kDigestOfAbc).same());
-  EXPECT_FALSE(CompareFile(shorter.path(), kDigestOfAbc).same());
+TEST_F(Comparing, FailsForOneByteMoreOrLess) {
+  EXPECT_FALSE(CompareFile(FileOf("abc\n"), kDigestOfAbc).same());
+  EXPECT_FALSE(CompareFile(FileOf("ab"), kDigestOfAbc).same());
 }
 
-TEST(Comparison, FailsForAFileThatIsMissing) {
+TEST_F(Comparing, FailsForAFileThatIsMissing) {
   const Comparison comparison = CompareFile("no such folder/no such file", "");
   EXPECT_EQ(comparison.actual, "");
   EXPECT_FALSE(comparison.same()) << "two digests that could not be had are not the same";
