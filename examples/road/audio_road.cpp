@@ -27,7 +27,11 @@ mivare::MediaDescPtr MakeSoundDesc(const AudioInfo& info) {
 
 AudioRoad::AudioRoad(Library& library, const AudioInfo& info, const std::filesystem::path& folder,
                      Report& report)
-    : library_(library), folder_(folder), report_(report), desc_(MakeSoundDesc(info)) {}
+    : library_(library),
+      prefix_(folder / "sound"),
+      file_(folder / "sound.pcm"),
+      report_(report),
+      desc_(MakeSoundDesc(info)) {}
 
 void AudioRoad::Take(const Samples& samples) {
   Block block{library_.Request(*desc_, samples.time, report_.sound_requests), samples.time};
@@ -81,16 +85,19 @@ void AudioRoad::Append(std::span<const uint8_t> bytes) {
 
 void AudioRoad::Finish() {
   while (!under_way_.empty()) PlayOldest();
+  if (whole_ == nullptr) return;
+  Dump(prefix_, file_, whole_);
+  whole_.reset();
+}
+
+void AudioRoad::Compare() {
   const std::string all = " of " + std::to_string(report_.sound_blocks) + " sound stamps";
   report_.comparisons.push_back(
       {"time stamps", std::to_string(report_.sound_blocks) + all, std::to_string(in_time_) + all});
-  if (whole_ == nullptr) return;
-  DumpInto(folder_, "sound", whole_);
-  whole_.reset();
-  const std::filesystem::path path = folder_ / "sound.pcm";
-  report_.files.push_back(path);
+  if (report_.sound_blocks == 0) return;
+  report_.files.push_back(file_);
   report_.comparisons.push_back(
-      CompareFile(path, orlo::md5::MD5String(decoded_.data(), decoded_.size())));
+      CompareFile(file_, orlo::md5::MD5String(decoded_.data(), decoded_.size())));
 }
 
 }  // namespace road

@@ -24,8 +24,11 @@ class AudioRoad {
   /// way longest go, once there are enough.
   void Take(const Samples& samples);
 
-  /// Lets the remaining buffers go, writes the file and compares it.
+  /// Lets the remaining buffers go and writes the file.
   void Finish();
+
+  /// Holds what was heard and written against what the decoder gave.
+  void Compare();
 
  private:
   struct Block {
@@ -37,7 +40,8 @@ class AudioRoad {
   void Append(std::span<const uint8_t> bytes);
 
   Library& library_;
-  std::filesystem::path folder_;
+  std::filesystem::path prefix_;
+  std::filesystem::path file_;
   Report& report_;
   mivare::MediaDescPtr desc_;
   std::deque<Block> under_way_;

@@ -41,12 +41,14 @@ Report Play(Source& source, const std::filesystem::path& folder) {
     }
     if (video) video->Finish();
     if (audio) audio->Finish();
+    report.peak_bytes = library.peak_bytes();
+    report.pooled_bytes = library.HeldBytes();
+    if (video) video->Compare();
+    if (audio) audio->Compare();
     if (source.Skipped() > 0) {
       report.notes.push_back(std::to_string(source.Skipped()) +
                              " packets of the clip could not be decoded and were left out");
     }
-    report.peak_bytes = library.peak_bytes();
-    report.pooled_bytes = library.HeldBytes();
   }
   report.live_resources = trovel::CountResources(nullptr);
   report.leaks = trovel::LeakReport();

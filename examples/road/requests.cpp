@@ -52,10 +52,11 @@ std::shared_ptr<mivare::IMediaBuffer> Library::Request(mivare::IMediaDesc& desc,
 
 // Raw dumps open their file with the plain call of the C library, which on Windows reads names in
 // the code page of the day. The folder's name, which may be in any script, stays out of it.
-void DumpInto(const std::filesystem::path& folder, const char* name,
-              const std::shared_ptr<mivare::IMediaBuffer>& buffer) {
-  const WorkingFolder inside(folder);
-  NUXMivareDumpMediaBuffer(name, buffer);
+void Dump(const std::filesystem::path& prefix, const std::filesystem::path& file,
+          const std::shared_ptr<mivare::IMediaBuffer>& buffer) {
+  std::filesystem::remove(file);
+  const WorkingFolder inside(prefix.parent_path());
+  NUXMivareDumpMediaBuffer(Utf8FromPath(prefix.filename()).c_str(), buffer);
 }
 
 int64_t TimeOf(mivare::IMediaBuffer& buffer, int64_t missing) {

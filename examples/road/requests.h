@@ -40,9 +40,10 @@ class Library {
   uint64_t peak_bytes_ = 0;
 };
 
-/// Writes a buffer's raw dump into `folder`; `name` is plain ASCII, the library adds the suffix.
-void DumpInto(const std::filesystem::path& folder, const char* name,
-              const std::shared_ptr<mivare::IMediaBuffer>& buffer);
+/// Writes a buffer's raw dump to `file`, which is `prefix` and the suffix that the library adds. An
+/// older file goes first, so that what is there afterwards was written now.
+void Dump(const std::filesystem::path& prefix, const std::filesystem::path& file,
+          const std::shared_ptr<mivare::IMediaBuffer>& buffer);
 
 /// The time stamp that a buffer was requested with; `missing` when it carries none.
 int64_t TimeOf(mivare::IMediaBuffer& buffer, int64_t missing);

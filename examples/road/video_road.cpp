@@ -71,7 +71,8 @@ VideoRoad::VideoRoad(Library& library, const VideoInfo& info, const std::filesys
       folder_(folder),
       report_(report),
       desc_(MakeFrameDesc(info)),
-      image_desc_(MakeImageDesc(info)) {}
+      image_desc_(MakeImageDesc(info)),
+      dump_(DumpPath(*info.format, info.width, info.height, folder / "first")) {}
 
 void VideoRoad::Take(const Picture& picture) {
   Frame frame;
@@ -106,7 +107,7 @@ void VideoRoad::ShowOldest() {
   under_way_.pop_front();
   if (IsAsDecoded(frame)) ++same_;
   if (report_.frames == 0 && !info_.format->dump.empty()) {
-    DumpInto(folder_, "first", frame.buffer);
+    Dump(folder_ / "first", dump_, frame.buffer);
   }
   if (report_.frames % kImageEvery == 0) WriteImage(*frame.buffer, frame.time);
   ++report_.frames;
@@ -148,6 +149,9 @@ void VideoRoad::WriteImage(mivare::IMediaBuffer& frame, int64_t time) {
 
 void VideoRoad::Finish() {
   while (!under_way_.empty()) ShowOldest();
+}
+
+void VideoRoad::Compare() {
   const std::string all = " of " + std::to_string(report_.frames) + " frames";
   report_.comparisons.push_back(
       {"in memory", std::to_string(report_.frames) + all, std::to_string(same_) + all});
@@ -157,9 +161,8 @@ void VideoRoad::Finish() {
                             std::string(info_.format->name));
     return;
   }
-  const auto path = DumpPath(*info_.format, info_.width, info_.height, folder_ / "first");
-  report_.files.push_back(path);
-  report_.comparisons.push_back(CompareFile(path, first_dump_digest_));
+  report_.files.push_back(dump_);
+  report_.comparisons.push_back(CompareFile(dump_, first_dump_digest_));
 }
 
 }  // namespace road

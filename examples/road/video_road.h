@@ -24,8 +24,11 @@ class VideoRoad {
   /// way longest go, once there are enough.
   void Take(const Picture& picture);
 
-  /// Lets the remaining frames go and compares what was written.
+  /// Lets the remaining frames go.
   void Finish();
+
+  /// Holds what was seen and written against what the decoder gave.
+  void Compare();
 
  private:
   struct Frame {
@@ -44,6 +47,7 @@ class VideoRoad {
   Report& report_;
   mivare::MediaDescPtr desc_;        // of every request; only the time stamp changes
   mivare::MediaDescPtr image_desc_;  // of the upright pictures in screen colours
+  std::filesystem::path dump_;       // of the first frame
   std::deque<Frame> under_way_;
   std::string first_dump_digest_;
   size_t same_ = 0;

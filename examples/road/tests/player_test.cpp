@@ -138,6 +138,12 @@ TEST_F(Player, LeavesNothingBehindWhenTheSourceFails) {
   EXPECT_EQ(Play(next, folder_).live_resources, 0U);
 }
 
+TEST_F(Player, DoesNotTakeAnOlderFileForItsOwn) {
+  std::filesystem::create_directories(folder_ / "sound.pcm" / "not ours");
+  SyntheticSource source("", 0, 0, 1, "s16");
+  EXPECT_THROW(Play(source, folder_), std::filesystem::filesystem_error);
+}
+
 TEST_F(Player, SaysWhenTheFolderCannotBeMade) {
   { std::ofstream(folder_, std::ios::binary) << "a file in its place"; }
   SyntheticSource source("gray", 8, 8, 1, "");
