@@ -125,7 +125,8 @@ TEST_F(Buffer1dTest, LockRefusesNullArraysAndWritesNothing) {
 TEST_F(Buffer1dTest, LockDoesWithoutTheCapacityAndIgnoresReserved) {
   uint8_t* planes[8];
   int32_t pitches[8];
-  EXPECT_EQ(buffer.Lock(planes, pitches, reinterpret_cast<void*>(uintptr_t{1}), nullptr), 0);
+  int reserved = 0;
+  EXPECT_EQ(buffer.Lock(planes, pitches, &reserved, nullptr), 0);
   EXPECT_EQ(planes[0], Shown(buffer).data);
 }
 

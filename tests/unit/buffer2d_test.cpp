@@ -291,8 +291,8 @@ TEST(Buffer2dCopyFrom, CopiesEqualFrames) {
   std::memset(to->Data(), 0, 12288);
   EXPECT_EQ(to->CopyFrom(from.get()), 0);
   EXPECT_EQ(to->Data()[0], 0x5A);
-  EXPECT_EQ(to->Data()[49 * 128 + 127], 0x5A) << "whole pitches of the visible rows";
-  EXPECT_EQ(to->Data()[50 * 128], 0) << "not the padding rows";
+  EXPECT_EQ(to->Data()[6399], 0x5A) << "whole pitches of the 50 visible rows of 128";
+  EXPECT_EQ(to->Data()[6400], 0) << "not the padding rows";
   EXPECT_EQ(to->Data()[8192], 0x5A);
   EXPECT_TRUE(log.AtLevel(6).empty());
 }
@@ -444,7 +444,7 @@ TEST(Buffer2dClone, IsAPlanarFrameOfTheCurrentAllocator) {
     ASSERT_NE(clone, nullptr);
     auto* planar = dynamic_cast<Buffer2d*>(clone.get());
     ASSERT_NE(planar, nullptr);
-    EXPECT_EQ(planar->Data()[49 * 128], 0x33);
+    EXPECT_EQ(planar->Data()[6272], 0x33);
     EXPECT_EQ(planar->GetDesc(0)->GetWidth(), 100U);
     EXPECT_NE(planar->Owner().lock(), nullptr);
   }

@@ -167,6 +167,7 @@ TEST(Slot, ServesManyThreads) {
   FakeDesc desc(2, 30000);
   Slot slot;
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&slot] {
       for (int i = 0; i < 500; ++i) {
