@@ -18,13 +18,13 @@ endif()
 if(WIN32)
   # The compiler's runtime DLLs beside the programs. Its own lie with the compiler, the thread
   # library's with the platform.
+  file(MAKE_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
   foreach(dll libstdc++-6 libgcc_s_seh-1 libwinpthread-1)
     execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll}.dll
                     OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE)
     if(NOT IS_ABSOLUTE "${file}")
       set(file /usr/x86_64-w64-mingw32/lib/${dll}.dll)
     endif()
-    file(MAKE_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
     file(COPY_FILE ${file} ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${dll}.dll ONLY_IF_DIFFERENT)
   endforeach()
 endif()

@@ -121,7 +121,7 @@ std::shared_ptr<IMediaBuffer> hybrid_frame_allocator::AllocPooled(
     IMediaDesc* desc, IMediaBuffer* source, const std::shared_ptr<BlankPool>& blank_pool,
     std::shared_ptr<BlankPool> home) {
   WatchGpuMemory(*desc);
-  if (home == nullptr) home = pools_->GetOrCreate(PoolKey(*desc, false).text());
+  if (home == nullptr) home = pools_->GetOrCreate(FrameKey(*desc, false).text());
   if (home == nullptr) {
     LogErrorAt(kUnit, 476);
     return nullptr;
@@ -144,8 +144,8 @@ std::shared_ptr<IMediaBuffer> hybrid_frame_allocator::AllocPooled(
 
 // What the frames hold is decided by their pool: those of the blank one are black already.
 std::shared_ptr<IMediaBuffer> hybrid_frame_allocator::AllocBlank(IMediaDesc* desc) {
-  const std::shared_ptr<BlankPool> blank_pool = pools_->GetOrCreate(PoolKey(*desc, true).text());
-  const std::shared_ptr<BlankPool> home = pools_->GetOrCreate(PoolKey(*desc, false).text());
+  const std::shared_ptr<BlankPool> blank_pool = pools_->GetOrCreate(FrameKey(*desc, true).text());
+  const std::shared_ptr<BlankPool> home = pools_->GetOrCreate(FrameKey(*desc, false).text());
   std::shared_ptr<IMediaBuffer> frame;
   std::unique_ptr<HybridBuffer> pooled(blank_pool != nullptr ? blank_pool->Take() : nullptr);
   if (pooled == nullptr && home != nullptr) {
