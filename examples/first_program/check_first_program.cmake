@@ -1,5 +1,5 @@
-# cmake -DPROGRAM=... -DFOLDER=... -P check_first_program.cmake: runs the program in an empty folder
-# and looks at the picture it leaves.
+# cmake -DPROGRAM=... -DFOLDER=... -P check_first_program.cmake: runs the program in an empty folder,
+# looks at the picture it leaves, and whether the README shows this program.
 file(REMOVE_RECURSE ${FOLDER})
 file(MAKE_DIRECTORY ${FOLDER})
 execute_process(COMMAND ${PROGRAM} WORKING_DIRECTORY ${FOLDER} RESULT_VARIABLE status)
@@ -18,4 +18,12 @@ file(READ ${FOLDER}/first.bmp bottom OFFSET 54 LIMIT 4 HEX)
 file(READ ${FOLDER}/first.bmp top OFFSET 921650 LIMIT 4 HEX)
 if(NOT "${magic} ${bottom} ${top}" STREQUAL "424d b3b3b3b3 00000000")
   message(FATAL_ERROR "first.bmp holds ${magic} ${bottom} ${top}")
+endif()
+
+# What the README shows is this program.
+file(READ ${CMAKE_CURRENT_LIST_DIR}/first_program.cpp program)
+file(READ ${CMAKE_CURRENT_LIST_DIR}/../../README.md readme)
+string(FIND "${readme}" "```cpp\n${program}```" position)
+if(position EQUAL -1)
+  message(FATAL_ERROR "README.md shows another first program")
 endif()

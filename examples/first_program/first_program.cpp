@@ -10,11 +10,8 @@ int main() {
   desc->SetWidthHeight(640, 360);
   auto frame = allocator->Alloc(desc.get(), nullptr, nullptr);
   if (frame == nullptr) return 1;
-  if (const mivare::LockedBuffer grey(*frame, true); grey.ok()) {
+  if (const mivare::LockedBuffer grey(*frame, true); grey.ok())
     for (int y = 0; y < 360; ++y) std::memset(grey.plane(0) + y * grey.pitch(0), y / 2, 640 * 4);
-  }
-  const int32_t status = NUXMivareDumpBMP("first.bmp", frame);
-  frame.reset();
-  NUXMivareDefaultAllocatorUninit();
-  return status;
+  const int32_t status = NUXMivareDumpBMP("first.bmp", std::move(frame));
+  return status + NUXMivareDefaultAllocatorUninit();
 }

@@ -127,12 +127,11 @@ std::vector<uint8_t> GatherDump(const PixelFormat& format, int width, int height
 
 std::filesystem::path DumpPath(const PixelFormat& format, int width, int height,
                                const std::filesystem::path& prefix) {
-  std::string suffix(format.dump);
-  if ((format.dump_traits & kSizeInName) != 0) {
-    suffix = "_" + std::to_string(width) + "_" + std::to_string(height) + suffix;
-  }
   std::filesystem::path path = prefix;
-  path += suffix;
+  if ((format.dump_traits & kSizeInName) != 0) {
+    path += '_' + std::to_string(width) + '_' + std::to_string(height);
+  }
+  path += format.dump;
   return path;
 }
 
