@@ -57,6 +57,6 @@ class MIVARE_INTERFACE ITrackAudioVolumeManager {
 
 /// Adds every track of `source` to `destination`, which keeps its own values where both have a
 /// track. Moves the source's position. Returns 0; -1 when either is null, both are the same, or the
-/// source is empty. Thread-safe call by call, not as a whole.
+/// source is empty, and when memory runs out on the way. Thread-safe call by call, not as a whole.
 extern "C" MIVARE_API int32_t NUXMivareCopyAudioVolumeData(
     mivare::ITrackAudioVolumeManager* source, mivare::ITrackAudioVolumeManager* destination);

@@ -1,19 +1,23 @@
-// IMediaDesc: what a frame or a chunk of media is, without holding its bytes.
+// IMediaDesc: all that is known of a piece of media apart from its bytes.
 //
 // Media types:  1 video (and video bitstreams), 2 audio (and audio bitstreams), 5 subtitle pictures
 //               (and subtitle bitstreams).
-// smt:          the sub media type, that is the pixel, sample or stream format:
+// smt:          the sub media type, that is the pixel, sample or stream format.
 //
-//     1..5            planar 4:2:0                      8, 10, 12, 14, 16 bits
-//     6..10  11..15   semi-planar 4:2:0, with alpha     8, 10, 12, 14, 16 bits each
-//     16..20 21..25   semi-planar 4:2:2, with alpha     likewise
-//     26..30 31..35   semi-planar 4:4:4, with alpha     likewise
-//     44..52          packed four-component             46, 51: 10 bits, 48: 16 bits, else 8
-//     55..59          planar 4:2:0, full-size alpha     8, 10, 12, 14, 16 bits
-//     60..64 65..69   planar 4:2:2, with alpha          8, 10, 12, (14), 16 bits each
-//     70..74 75..79   planar 4:4:4, with alpha          likewise; the 14-bit codes are not
-//     creatable 15000           one 8-bit plane 20001..20010    PCM audio of 8, 16, 32, 32, 64
-//     bits, twice 10000 30000 31100   video, audio, subtitle bitstream
+// clang-format off
+//     smt              format                           bits
+//     1..5             planar 4:2:0                     8, 10, 12, 14, 16 in this order
+//     6..10, 11..15    semi-planar 4:2:0, with alpha    the same, twice
+//     16..20, 21..25   semi-planar 4:2:2, with alpha    the same, twice
+//     26..30, 31..35   semi-planar 4:4:4, with alpha    the same, twice
+//     44..52           packed, four components          46 and 51: 10, 48: 16, others: 8
+//     55..59           planar 4:2:0, full-size alpha    8, 10, 12, 14, 16
+//     60..64, 65..69   planar 4:2:2, with alpha         the same, twice; none is made of 14 bits
+//     70..74, 75..79   planar 4:4:4, with alpha         the same, twice; none is made of 14 bits
+//     15000            one plane                        8
+//     20001..20010     PCM audio                        8, 16, 32, 32, 64, twice
+//     10000, 30000, 31100: video, audio and subtitle bitstreams
+// clang-format on
 //
 // Rows and heights of a layout are padded to multiples of 64; bytes per component are
 // (bit depth + 7) / 8.
@@ -57,15 +61,17 @@ class MIVARE_INTERFACE ISubtitleDesc {
 };
 
 /// Says what a piece of media is. The order of the operations is the interface's layout. Video
-/// properties read as 0 and ignore writing on audio and bitstreams, audio properties likewise on
-/// video. Built and configured by one thread, then read by any number of them.
+/// properties ignore writing on audio and bitstreams and read as 0 there, except the signal range
+/// (1), the display aspect ratio (1/1) and the colour space (all ones); audio properties likewise
+/// ignore writing and read as 0 on everything else. Built and configured by one thread, the first
+/// GetFrameSize included, then read by any number of them.
 class MIVARE_INTERFACE IMediaDesc {
  public:
   virtual ~IMediaDesc() = default;
 
   virtual uint32_t GetMediaType() const = 0;
   virtual int32_t GetSmt() const = 0;
-  /// Returns 0; -1 when a pointer is null, and then writes neither.
+  /// Returns 0; -1 with nothing written for a null pointer.
   virtual int32_t GetMediaTypeAndSmt(uint32_t* mediaType, uint32_t* smt) const = 0;
   virtual uint32_t GetTag() const = 0;
   virtual void SetTag(uint32_t tag) = 0;
@@ -113,19 +119,20 @@ class MIVARE_INTERFACE IMediaDesc {
   /// description is moved (NUXMivareCopyVideoMultiCameraFrame), so this one ends with an empty one.
   virtual IMediaDesc* Clone() const = 0;
 
-  /// Sets the bytes from row to row of planes 0 to 3. Returns 0; -1 (logged, nothing changed) when
-  /// a pitch exceeds what the padded rows offer, or `pitches` is null. The first layout overwrites
-  /// them.
+  /// Sets the bytes from row to row of planes 0 to 3. Returns 0; -1 with nothing changed when a
+  /// pitch exceeds what the padded rows offer or is 0 in a packed format (both logged), or when
+  /// `pitches` is null. The first layout overwrites them. Audio and bitstreams: 0, nothing stored.
   virtual int32_t SetPitches(const int32_t* pitches) = 0;
   /// Writes 8 values: the pitches of planes 0 to 3 and four reserved ones. All are 0 until the
-  /// layout is computed by GetFrameSize. Returns 0; -1 for null.
+  /// layout is computed by GetFrameSize. Returns 0; -1 for null. Audio and bitstreams: 0, nothing
+  /// written.
   virtual int32_t GetPitches(int32_t* pitches) const = 0;
 
   virtual uint32_t GetPlatform() const = 0;
   virtual void SetPlatform(uint32_t value) = 0;
   virtual uint32_t GetTexType() const = 0;
   virtual void SetTexType(uint32_t value) = 0;
-  /// 0 host memory, 1 device memory.
+  /// 0 host memory, 1 device memory. Setting it returns true.
   virtual uint32_t GetMemoryLocation() const = 0;
   virtual bool SetMemoryLocation(uint32_t value) = 0;
 
@@ -138,7 +145,7 @@ class MIVARE_INTERFACE IMediaDesc {
   /// Does nothing.
   virtual void Reserved() = 0;
 
-  /// Lends the two faces of the user data map.
+  /// Lends the two faces of the user data map; null where there is no map.
   virtual IUserDataConfig* GetUserDataConfig() = 0;
   virtual IUserDataInquire* GetUserDataInquire() const = 0;
 
@@ -155,14 +162,16 @@ class MIVARE_INTERFACE IMediaDesc {
   /// Stores tight pitches for the visible width. True for video.
   virtual bool ResetPitches() = 0;
 
-  /// Bytes of a whole frame; computes the layout at the first call. Bitstreams and audio: -1.
+  /// Bytes of a whole frame; video computes its layout at the first call. Audio and bitstreams: -1;
+  /// in the description of a linear buffer the bytes of its block, as made or as SetData grew it.
   virtual int32_t GetFrameSize() = 0;
 
   /// Like Clone, shared.
   virtual std::shared_ptr<IMediaDesc> CloneShared() const = 0;
 
   /// Video: takes the size, and both subtitle pairs when `other` has them. Audio: channels, rate
-  /// and layout. Bitstreams: user data (merged), media type and smt. Returns true.
+  /// and layout. Bitstreams: user data (merged), media type and smt. Returns true; false when
+  /// memory is short for the user data.
   virtual bool CopyFrom(const IMediaDesc& other) = 0;
 };
 
@@ -206,10 +215,10 @@ extern "C" MIVARE_API void NUXMivareCopyMediaExtraProperty(mivare::IMediaDesc* d
 extern "C" MIVARE_API void NUXMivareCopyUserData(mivare::IMediaDesc* destination,
                                                  mivare::IMediaDesc* source);
 
-/// The canvas, of the picture's own aspect ratio, that holds a `width` x `height` picture turned by
-/// `angle` degrees. `reserved` is ignored. Writes the side that follows the picture's height to
-/// `outA` and the one that follows its width to `outB`; null outputs are skipped, a side that is
-/// not finite is written as 0. Reentrant.
+/// How large a canvas must be for a `width` x `height` picture turned by `angle` degrees, if it is
+/// to keep that picture's proportions. `reserved` is ignored. Writes the side that follows the
+/// picture's height to `outA` and the one that follows its width to `outB`; null outputs are
+/// skipped, a side that is not finite is written as 0. Reentrant.
 extern "C" MIVARE_API void GetVideoRotateCaseNewSize(float angle, int32_t reserved, uint32_t width,
                                                      uint32_t height, uint32_t* outA,
                                                      uint32_t* outB);

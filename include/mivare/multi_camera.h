@@ -58,8 +58,8 @@ class MIVARE_INTERFACE IVideoMultiCameraFrameManger {
 
 /// Moves the queue of `source` over: n records there become n copies of the newest one at
 /// `destination`, then one more with an empty name and the newest one's numbers, and the source is
-/// left empty. Returns 0; -1 when either is null, both are the same, or the source is empty.
-/// Thread-safe call by call, not as a whole.
+/// left empty. Returns 0; -1 when either is null, both are the same, or the source is empty, and
+/// when memory runs out on the way. Thread-safe call by call, not as a whole.
 extern "C" MIVARE_API int32_t
 NUXMivareCopyVideoMultiCameraFrame(mivare::IVideoMultiCameraFrameManger* source,
                                    mivare::IVideoMultiCameraFrameManger* destination);

@@ -58,8 +58,8 @@ class MIVARE_INTERFACE IUserDataConfig {
   virtual int32_t Clear() = 0;
 
   /// Merges: entries of `source` replace those of the same key here, the others here stay. Null and
-  /// this very map do nothing. The source is locked for the whole copy; this map is not, so the
-  /// caller keeps other writers away from it.
+  /// this very map do nothing. The source is locked for the whole copy. This map is not: nobody
+  /// else may write to it meanwhile.
   virtual void CopyFrom(IUserDataInquire* source) = 0;
 };
 

@@ -22,7 +22,7 @@ float DiagonalDegrees(uint32_t width, uint32_t height) {
   return turn * 180.0F / kPi;
 }
 
-// The canvas side that follows the picture's shorter side.
+// How long the canvas is where the picture is short.
 double CanvasSide(double angle, uint32_t width, uint32_t height) {
   const double diagonal = std::sqrt(static_cast<double>(width * width + height * height));
   if (angle == 45 || angle == 135 || angle == 225 || angle == 315) return diagonal;
