@@ -30,7 +30,7 @@ DescBase::DescBase(const DescBase& other)
   RemoveReservedUserDataKeys(user_data_.get());
   if (other.extend_data_ != nullptr) extend_data_ = other.extend_data_->Clone();
   multi_camera_ = MakeMultiCameraManager();
-  NUXMivareCopyVideoMultiCameraFrame(other.multi_camera_.get(), multi_camera_.get());
+  MoveMultiCameraFrames(other.multi_camera_.get(), multi_camera_.get());
 }
 
 bool DescBase::SetMemoryLocation(uint32_t value) {

@@ -79,13 +79,11 @@ std::shared_ptr<IVideoMultiCameraFrameManger> MakeMultiCameraManager() {
   return std::make_shared<videoMultiCameraMgr::impl>();
 }
 
-}  // namespace mivare
-
-int32_t NUXMivareCopyVideoMultiCameraFrame(mivare::IVideoMultiCameraFrameManger* source,
-                                           mivare::IVideoMultiCameraFrameManger* destination) try {
+int32_t MoveMultiCameraFrames(IVideoMultiCameraFrameManger* source,
+                              IVideoMultiCameraFrameManger* destination) {
   if (source == nullptr || destination == nullptr || source == destination) return -1;
-  const mivare::FacePtr<mivare::IVideoMultiCameraFrameInquire> reader(source->GetFrameInquire());
-  const mivare::FacePtr<mivare::IVideoMultiCameraFrameConfig> writer(destination->GetFrameConfig());
+  const FacePtr<IVideoMultiCameraFrameInquire> reader(source->GetFrameInquire());
+  const FacePtr<IVideoMultiCameraFrameConfig> writer(destination->GetFrameConfig());
   if (reader == nullptr || writer == nullptr) return -1;
 
   std::string name;
@@ -100,6 +98,13 @@ int32_t NUXMivareCopyVideoMultiCameraFrame(mivare::IVideoMultiCameraFrameManger*
     writer->AddFrame(name, value1, value2, data);
   } while (reader->NextFrame() != nullptr);
   return 0;
+}
+
+}  // namespace mivare
+
+int32_t NUXMivareCopyVideoMultiCameraFrame(mivare::IVideoMultiCameraFrameManger* source,
+                                           mivare::IVideoMultiCameraFrameManger* destination) try {
+  return mivare::MoveMultiCameraFrames(source, destination);
 } catch (...) {
   return -1;
 }
