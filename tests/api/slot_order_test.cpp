@@ -11,25 +11,12 @@
 
 #include "mivare/mivare.h"
 #include "orlo/val_any.h"
+#include "support/slot_of.h"
 
 namespace mivare {
 namespace {
 
-// The index behind a pointer to a virtual member: the Itanium C++ ABI, which all three compilers
-// follow, stores one more than the slot's offset in bytes.
-template <class Member>
-size_t SlotOf(Member member) {
-  static_assert(std::is_member_function_pointer_v<Member>);
-  struct {
-    std::ptrdiff_t pointer;
-    std::ptrdiff_t adjustment;
-  } parts;
-  static_assert(sizeof(parts) == sizeof(member));
-  std::memcpy(&parts, &member, sizeof(parts));
-  EXPECT_EQ(parts.pointer & 1, 1) << "not virtual";
-  EXPECT_EQ(parts.adjustment, 0);
-  return static_cast<size_t>(parts.pointer - 1) / sizeof(void*);
-}
+using test::SlotOf;
 
 struct Slot {
   std::string name;
