@@ -9,33 +9,16 @@
 #include <utility>
 #include <vector>
 
+#include "unit/user_data_entries.h"
+
 namespace mivare {
 namespace {
 
 using orlo::ValAny;
-
-/// A copyable value that counts how many of its kind are alive and can refuse to be copied.
-struct Counted {
-  struct Tally {
-    int alive = 0;
-    int destroyed = 0;
-    bool refuse_copies = false;
-  };
-
-  Counted(Tally* shared, int id) : tally(shared), number(id) { ++tally->alive; }
-  Counted(const Counted& other) : tally(other.tally), number(other.number) {
-    if (tally->refuse_copies) throw std::bad_alloc();
-    ++tally->alive;
-  }
-  Counted& operator=(const Counted&) = delete;
-  ~Counted() {
-    --tally->alive;
-    ++tally->destroyed;
-  }
-
-  Tally* tally;
-  int number;
-};
+using test::Counted;
+using test::Entry;
+using test::Enumerated;
+using test::NumberAt;
 
 /// A value whose destructor comes back to the map.
 struct Reentrant {
@@ -45,67 +28,6 @@ struct Reentrant {
     ValAny out;
     *finds += map->Get("other", out);
   }
-};
-
-int32_t NumberAt(IUserDataInquire& map, const char* key) {
-  ValAny value;
-  return map.Get(key, value) == 1 ? value.ToInt32() : -1;
-}
-
-using Entry = std::pair<std::string, int32_t>;
-
-/// Every entry in the order of Enumerate, which must end with `last`.
-std::vector<Entry> Enumerated(IUserDataInquire& map, uint32_t last = 1) {
-  std::vector<Entry> entries;
-  EXPECT_TRUE(map.Lock());
-  std::string key;
-  ValAny value;
-  uint32_t result = map.Enumerate(true, key, value);
-  while (result == 0) {
-    entries.emplace_back(key, value.ToInt32());
-    result = map.Enumerate(false, key, value);
-  }
-  EXPECT_EQ(result, last);
-  EXPECT_EQ(map.Unlock(), 0);
-  return entries;
-}
-
-/// A read face that is not a UserDataMap: delivers what it is given and notes how it was used.
-class ForeignMap : public IUserDataInquire {
- public:
-  explicit ForeignMap(std::vector<Entry> entries) : entries_(std::move(entries)) {}
-
-  int32_t Get(const char*, ValAny&) override {
-    calls += "get ";
-    return 0;
-  }
-  bool Lock() override {
-    calls += "lock ";
-    return true;
-  }
-  int32_t Unlock() override {
-    calls += "unlock ";
-    return 0;
-  }
-  uint32_t Enumerate(bool first, std::string& key, ValAny& value) override {
-    calls += first ? "first " : "next ";
-    if (first) next_ = 0;
-    if (next_ == throw_at) throw std::bad_alloc();
-    if (next_ == entries_.size()) return end;
-    key = entries_[next_].first;
-    value = ValAny(entries_[next_].second);
-    ++next_;
-    return 0;
-  }
-  std::shared_ptr<IUserDataInquire> Clone() override { return nullptr; }
-
-  std::string calls;
-  uint32_t end = 1;
-  size_t throw_at = SIZE_MAX;
-
- private:
-  std::vector<Entry> entries_;
-  size_t next_ = 0;
 };
 
 static_assert(std::is_base_of_v<IUserDataInquire, UserDataMap>);
@@ -385,98 +307,6 @@ TEST(UserDataMap, ACloneIsItsOwnMap) {
 TEST(UserDataMap, ACloneOfAnEmptyMapIsEmpty) {
   UserDataMap map;
   EXPECT_TRUE(Enumerated(*map.CloneMap()).empty());
-}
-
-TEST(UserDataMap, CopyFromNullOrItselfDoesNothing) {
-  UserDataMap map;
-  map.Set("a", ValAny(1));
-  map.CopyFrom(nullptr);
-  map.CopyFrom(&map);
-  EXPECT_EQ(Enumerated(map), (std::vector<Entry>{{"a", 1}}));
-}
-
-TEST(UserDataMap, CopyFromAnotherMapMerges) {
-  UserDataMap source;
-  source.Set("both", ValAny(1));
-  source.Set("theirs", ValAny(2));
-  UserDataMap map;
-  map.Set("both", ValAny(10));
-  map.Set("mine", ValAny(20));
-  map.CopyFrom(&source);
-  EXPECT_EQ(Enumerated(map), (std::vector<Entry>{{"both", 1}, {"mine", 20}, {"theirs", 2}}));
-  EXPECT_EQ(Enumerated(source), (std::vector<Entry>{{"both", 1}, {"theirs", 2}}));
-}
-
-TEST(UserDataMap, CopyFromAnotherMapDoesNotAllowSteppingOn) {
-  UserDataMap source;
-  source.Set("a", ValAny(1));
-  source.Set("b", ValAny(2));
-  UserDataMap map;
-  map.CopyFrom(&source);
-  EXPECT_EQ(Enumerated(map, kEnumerateRefused), (std::vector<Entry>{{"a", 1}}));
-  map.Set("b", ValAny(3));
-  EXPECT_EQ(Enumerated(map), (std::vector<Entry>{{"a", 1}, {"b", 3}}));
-}
-
-TEST(UserDataMap, CopyFromAnotherMapLeavesItsOwnMutexAlone) {
-  UserDataMap source;
-  source.Set("a", ValAny(1));
-  UserDataMap map;
-  map.Lock();
-  map.CopyFrom(&source);  // would never return if it took the mutex
-  map.Unlock();
-  EXPECT_EQ(NumberAt(map, "a"), 1);
-}
-
-TEST(UserDataMap, CopyFromAnotherMapUnlocksTheSourceWhenMemoryEnds) {
-  Counted::Tally tally;
-  UserDataMap source;
-  source.Set("a", ValAny(1));
-  source.Set("held", ValAny(Counted(&tally, 1)));
-  UserDataMap map;
-  map.Set("mine", ValAny(3));
-  tally.refuse_copies = true;
-  EXPECT_THROW(map.CopyFrom(&source), std::bad_alloc);
-  EXPECT_EQ(Enumerated(map), (std::vector<Entry>{{"mine", 3}}));
-  EXPECT_EQ(NumberAt(source, "a"), 1);  // would never return if it were still locked
-}
-
-TEST(UserDataMap, CopyFromAForeignMapStepsThroughItUnderItsLock) {
-  ForeignMap source({{"b", 2}, {"", 9}, {"a", 1}});
-  UserDataMap map;
-  map.Set("b", ValAny(10));
-  map.Set("mine", ValAny(20));
-  map.CopyFrom(&source);
-  EXPECT_EQ(source.calls, "lock first next next next unlock ");
-  EXPECT_EQ(Enumerated(map), (std::vector<Entry>{{"a", 1}, {"b", 2}, {"mine", 20}}));
-}
-
-TEST(UserDataMap, CopyFromAForeignMapAllowsSteppingOn) {
-  ForeignMap source({{"a", 1}, {"b", 2}});
-  UserDataMap map;
-  map.CopyFrom(&source);
-  EXPECT_EQ(Enumerated(map), (std::vector<Entry>{{"a", 1}, {"b", 2}}));
-}
-
-TEST(UserDataMap, CopyFromAForeignMapStopsAtAnyOtherAnswer) {
-  for (const uint32_t end : {1U, 2U, kEnumerateRefused}) {
-    SCOPED_TRACE(end);
-    ForeignMap source({});
-    source.end = end;
-    UserDataMap map;
-    map.CopyFrom(&source);
-    EXPECT_EQ(source.calls, "lock first unlock ");
-    EXPECT_TRUE(Enumerated(map).empty());
-  }
-}
-
-TEST(UserDataMap, CopyFromAForeignMapUnlocksItWhenItThrows) {
-  ForeignMap source({{"a", 1}, {"b", 2}});
-  source.throw_at = 1;
-  UserDataMap map;
-  EXPECT_THROW(map.CopyFrom(&source), std::bad_alloc);
-  EXPECT_EQ(source.calls, "lock first next unlock ");
-  EXPECT_EQ(Enumerated(map), (std::vector<Entry>{{"a", 1}}));
 }
 
 TEST(UserDataMap, LockKeepsOtherThreadsOut) {
