@@ -95,6 +95,11 @@ const Case kCases[] = {
     {90.0F, 640, 640, 640, 640},
     {120.0F, 640, 640, 874, 874},
     {-30.0F, 640, 640, 234, 234},
+    // So close to a whole number that a better circle constant, or degrees of double precision,
+    // give another one.
+    {-45.0F, 1920, 4320, 3819, 1697},
+    {26.0F, 7680, 1920, 5092, 20370},
+    {-354.0F, 1920, 1, 202, 387244},
 };
 // clang-format on
 

@@ -334,6 +334,22 @@ TEST(QueryProperty, FindsTheThreeStoresByTheirExactKeys) {
   desc.QueryProperty(nullptr, nullptr);
 }
 
+TEST(QueryProperty, LendsEachStoreUnderItsOwnKey) {
+  EXPECT_STREQ(kExtendDataKey, "ABA838FB-3F86-4B1E-A4EE-140330ED5FAA");
+  EXPECT_STREQ(kAudioVolumeKey, "C7DC208C-0DC8-4E71-869D-99D8500B10C8");
+  EXPECT_STREQ(kMultiCameraKey, "4A1F6927-DCB4-4432-8213-5B115ED8806A");
+
+  const LogCapture quiet;
+  Yv12x desc(1, 1);
+  const uint8_t byte = 7;
+  EXPECT_TRUE(StoreOf<IExtendData>(desc, kExtendDataKey)->SetExtendData("key", &byte, 1));
+  // The managers are their own reading faces; no other store is.
+  auto* volumes = StoreOf<ITrackAudioVolumeManager>(desc, kAudioVolumeKey);
+  EXPECT_NE(dynamic_cast<IAudioVolumeInquire*>(volumes), nullptr);
+  auto* cameras = StoreOf<IVideoMultiCameraFrameManger>(desc, kMultiCameraKey);
+  EXPECT_NE(dynamic_cast<IVideoMultiCameraFrameInquire*>(cameras), nullptr);
+}
+
 TEST(UserData, HasTwoFacesOfOneMap) {
   AudioDescBase desc(20001);
   desc.GetUserDataConfig()->Set("key", 3);
