@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <new>
 
 #include "platform/platform.h"
 
@@ -23,7 +24,9 @@ std::atomic<Clock*> replacement{nullptr};
 }  // namespace
 
 Clock& CurrentClock() noexcept {
-  static PlatformClock platform_clock;
+  // Never destroyed: at process exit the worker may still ask for the time.
+  alignas(PlatformClock) static unsigned char storage[sizeof(PlatformClock)];
+  static Clock& platform_clock = *new (storage) PlatformClock;
   Clock* replaced = replacement.load(std::memory_order_acquire);
   return replaced != nullptr ? *replaced : platform_clock;
 }
