@@ -39,6 +39,8 @@ void Run(FramePools& pools, const std::shared_ptr<IAllocator>& allocator) {
     if (!pools.WaitForTask(task)) break;
     if (task.valid()) Survive([&] { task(); });
     const int64_t now = CurrentClock().SteadyMs();
+    // A task may have ended the library, and the host's GPU allocator may be gone with it.
+    if (pools.stopped()) break;
     if (now - reported > kReportMs) {
       reported = now;
       Survive([&] { LogSystemInfo(cpu); });

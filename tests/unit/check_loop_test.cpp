@@ -94,6 +94,18 @@ TEST_F(CheckLoopTest, ReportsWhenMoreThan10SecondsHavePassed) {
   EXPECT_EQ(Reports(), 2);
 }
 
+TEST_F(CheckLoopTest, ReportsNothingOnceATaskHasEndedTheLibrary) {
+  std::promise<void> done;
+  pools_->Queue([&] {
+    clock_.Advance(10'001);
+    pools_->Stop();  // as the allocator's end on this thread does
+    done.set_value();
+  });
+  done.get_future().wait();
+  loop_.reset();
+  EXPECT_EQ(cpu_->reports, 0);
+}
+
 TEST_F(CheckLoopTest, AStepOfTheWallClockCausesNoReport) {
   clock_.StepWall(60'000);
   clock_.Pass();
