@@ -127,7 +127,7 @@ int32_t Buffer1d::SetDataSize(int32_t size) {
 bool Buffer1d::AppendData(const uint8_t* data, uint32_t size) {
   const int64_t needed = int64_t{size_} + size;
   // Nothing can stand behind a negative number of bytes.
-  if (data == nullptr || size_ < 0 || needed > INT32_MAX) {
+  if ((data == nullptr && size > 0) || size_ < 0 || needed > INT32_MAX) {
     LogRefusal();
     return false;
   }

@@ -252,6 +252,10 @@ TEST_F(Buffer1dTest, AppendDataOfNothingChangesNothing) {
   Buffer1d bare(nullptr);
   EXPECT_TRUE(bare.AppendData(bytes.data(), 0));
   EXPECT_EQ(Shown(bare).data, nullptr);
+  EXPECT_TRUE(buffer.AppendData(nullptr, 0));
+  EXPECT_TRUE(bare.AppendData(nullptr, 0));
+  EXPECT_EQ(Shown(buffer).Content(), bytes);
+  EXPECT_EQ(Refusals(), 0);
 }
 
 TEST_F(Buffer1dTest, AppendDataRefusesNullAndSumsBeyond31Bits) {
