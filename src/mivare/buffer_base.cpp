@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "desc.h"
+#include "face_ptr.h"
 #include "mivare/audio_volume.h"
 #include "mivare/media_desc.h"
 #include "mivare/multi_camera.h"
@@ -71,10 +72,12 @@ void ResetFrameMetadata(IMediaDesc* desc) noexcept try {
   if (desc == nullptr) return;
   if (IUserDataConfig* user_data = desc->GetUserDataConfig()) user_data->Clear();
   if (auto* volumes = QueryStore<ITrackAudioVolumeManager>(*desc, kAudioVolumeKey)) {
-    volumes->GetVolumeConfig()->ClearVolumes();
+    const FacePtr<IAudioVolumeConfig> config(volumes->GetVolumeConfig());
+    if (config != nullptr) config->ClearVolumes();
   }
   if (auto* cameras = QueryStore<IVideoMultiCameraFrameManger>(*desc, kMultiCameraKey)) {
-    cameras->GetFrameConfig()->ClearFrames();
+    const FacePtr<IVideoMultiCameraFrameConfig> config(cameras->GetFrameConfig());
+    if (config != nullptr) config->ClearFrames();
   }
 } catch (...) {
   // A store of a host's description failed; the buffer goes back all the same.

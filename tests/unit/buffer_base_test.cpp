@@ -163,6 +163,28 @@ TEST(ResetFrameMetadata, SkipsStoresThatAreMissing) {
   EXPECT_EQ(stores.cameras->GetFrameInquire(), nullptr);
 }
 
+TEST(ResetFrameMetadata, SkipsStoresOfAHostThatLendNoFace) {
+  class Volumes : public ITrackAudioVolumeManager {
+   public:
+    IAudioVolumeInquire* GetVolumeInquire() override { return nullptr; }
+    IAudioVolumeConfig* GetVolumeConfig() override { return nullptr; }
+  };
+  class Cameras : public IVideoMultiCameraFrameManger {
+   public:
+    IVideoMultiCameraFrameInquire* GetFrameInquire() override { return nullptr; }
+    IVideoMultiCameraFrameConfig* GetFrameConfig() override { return nullptr; }
+  };
+  FakeDesc desc(1, 1);
+  Stores stores;
+  stores.AttachTo(desc);
+  Volumes volumes;
+  Cameras cameras;
+  desc.audio_volumes = static_cast<ITrackAudioVolumeManager*>(&volumes);
+  desc.cameras = static_cast<IVideoMultiCameraFrameManger*>(&cameras);
+  ResetFrameMetadata(&desc);
+  EXPECT_FALSE(stores.HasNote());
+}
+
 TEST(ResetFrameMetadata, KeepsTheExtendData) {
   const MediaDescPtr desc = MakeMediaDesc(1, 1);
   void* store = nullptr;
