@@ -4,9 +4,22 @@
 #include <span>
 
 #include "mivare/extend_data.h"
+#include "mivare/media_desc.h"
 #include "mivare/user_data.h"
+#include "orlo/val_any.h"
+#include "user_data_map.h"
 
 namespace mivare {
+
+bool HasHint(const IMediaDesc& desc, const char* key) noexcept try {
+  IUserDataInquire* user_data = desc.GetUserDataInquire();
+  if (user_data == nullptr) return false;
+  if (auto* map = dynamic_cast<UserDataMap*>(user_data)) return map->Contains(key);
+  orlo::ValAny value;
+  return user_data->Get(key, value) == 1;
+} catch (...) {
+  return true;
+}
 
 void RemoveReservedUserDataKeys(IUserDataConfig* config) {
   if (config == nullptr) return;

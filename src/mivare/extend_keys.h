@@ -6,6 +6,7 @@
 
 namespace mivare {
 
+class IMediaDesc;
 class IUserDataConfig;
 
 // Hints in the user data, for the allocators or for one frame alone. A copy of a description and a
@@ -29,6 +30,10 @@ inline constexpr std::array<const char*, 9> kKeyTable = {
 };
 /// The hints come first in the table; the rest are the extend data keys.
 inline constexpr size_t kReservedKeyCount = 6;
+
+/// Whether the user data of `desc` hold `key`, whatever the value. Allocates nothing where the data
+/// are the library's own; data of a host's making that fail to answer count as holding it.
+bool HasHint(const IMediaDesc& desc, const char* key) noexcept;
 
 /// Removes the six hints, in table order. Null does nothing.
 void RemoveReservedUserDataKeys(IUserDataConfig* config);

@@ -18,11 +18,6 @@ bool GetHint(const IMediaDesc& desc, const char* key, orlo::ValAny& value) {
 
 }  // namespace
 
-bool HasHint(const IMediaDesc& desc, const char* key) {
-  orlo::ValAny value;
-  return GetHint(desc, key, value);
-}
-
 FrameKey::FrameKey(const IMediaDesc& desc, bool blank) {
   const int32_t smt = desc.GetSmt();
   const auto width = static_cast<int32_t>(desc.GetWidth());

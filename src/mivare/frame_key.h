@@ -18,7 +18,4 @@ class FrameKey {
   char text_[160];  // more than the longest text of seven numbers
 };
 
-/// Whether the user data of `desc` hold `key`, whatever the value.
-bool HasHint(const IMediaDesc& desc, const char* key);
-
 }  // namespace mivare

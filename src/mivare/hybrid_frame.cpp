@@ -44,16 +44,6 @@ uint32_t LocationOf(IMediaBuffer* buffer) {
   return desc != nullptr ? desc->GetMemoryLocation() : 0;
 }
 
-bool IsMarkedBlank(const IMediaDesc& desc) noexcept {
-  try {
-    orlo::ValAny value;
-    IUserDataInquire* user_data = desc.GetUserDataInquire();
-    return user_data != nullptr && user_data->Get(kBlankKey, value) == 1;
-  } catch (...) {  // a value that cannot be copied for lack of memory is there
-    return true;
-  }
-}
-
 std::unique_ptr<HybridBuffer> TakeFrom(const std::shared_ptr<BlankPool>& pool) {
   return std::unique_ptr<HybridBuffer>(pool != nullptr ? pool->Take() : nullptr);
 }
@@ -146,7 +136,7 @@ void HybridBuffer::Recycle(std::unique_ptr<HybridBuffer> frame) {
 bool HybridBuffer::ClearUserData(bool look_for_blank) {
   IMediaDesc* desc = GetDesc(0);
   if (desc == nullptr) return false;
-  const bool blank = look_for_blank && IsMarkedBlank(*desc);
+  const bool blank = look_for_blank && HasHint(*desc, kBlankKey);
   if (IUserDataConfig* config = desc->GetUserDataConfig()) config->Clear();
   return blank;
 }

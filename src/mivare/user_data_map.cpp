@@ -36,6 +36,12 @@ int32_t UserDataMap::Get(const char* key, orlo::ValAny& value) {
   return 1;
 }
 
+bool UserDataMap::Contains(const char* key) {
+  if (!IsUsable(key)) return false;
+  const MutexLock lock(mutex_);
+  return entries_.find(std::string_view(key)) != entries_.end();
+}
+
 bool UserDataMap::Lock() {
   mutex_.lock();
   return true;

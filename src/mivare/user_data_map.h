@@ -35,6 +35,9 @@ class UserDataMap final : public IUserDataInquire, public IUserDataConfig {
   int32_t Clear() override;
   void CopyFrom(IUserDataInquire* source) override;
 
+  /// Whether there is an entry under `key`. Copies no value and allocates nothing.
+  bool Contains(const char* key) EXCLUDES(mutex_);
+
   /// Clone, with both faces.
   std::shared_ptr<UserDataMap> CloneMap();
 

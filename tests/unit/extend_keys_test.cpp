@@ -3,10 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "mivare/extend_data.h"
+#include "mivare/helper.h"
+#include "support/failing_new.h"
+#include "support/fake_desc.h"
 #include "user_data_map.h"
 
 namespace mivare {
@@ -104,6 +109,52 @@ TEST(RemoveReservedUserDataKeys, LeavesOtherKeys) {
   map.Unlock();
   EXPECT_EQ(left,
             (std::vector<std::string>{"Mivare Frame Extend Data : PQ", "blank", "timestamp"}));
+}
+
+TEST(HasHint, CountsByPresenceWithoutCopyingTheValue) {
+  const MediaDescPtr desc = MakeMediaDesc(1, 1);
+  EXPECT_FALSE(HasHint(*desc, "Blank"));
+  EXPECT_FALSE(HasHint(*desc, nullptr));
+  for (const orlo::ValAny& value : {orlo::ValAny(), orlo::ValAny("a text")}) {
+    desc->GetUserDataConfig()->Set("Blank", value);
+    const test::FailingNew failing(1);
+    EXPECT_TRUE(HasHint(*desc, "Blank"));
+    EXPECT_FALSE(HasHint(*desc, "AllocHostMem"));
+    EXPECT_FALSE(failing.fired());
+  }
+}
+
+/// A host's own user data: an answer, or a failure where it is negative.
+class HostNotes : public IUserDataInquire {
+ public:
+  explicit HostNotes(int32_t get_result) : answer(get_result) {}
+  int32_t Get(const char*, orlo::ValAny&) override {
+    if (answer < 0) throw 7;
+    return answer;
+  }
+  bool Lock() override { return true; }
+  int32_t Unlock() override { return 0; }
+  uint32_t Enumerate(bool, std::string&, orlo::ValAny&) override { return 1; }
+  std::shared_ptr<IUserDataInquire> Clone() override { return nullptr; }
+
+  int32_t answer;
+};
+
+TEST(HasHint, AsksUserDataOfAHostsMaking) {
+  class Desc : public test::FakeDesc {
+   public:
+    using FakeDesc::FakeDesc;
+    IUserDataInquire* GetUserDataInquire() const override { return notes; }
+    IUserDataInquire* notes = nullptr;
+  };
+  Desc desc(1, 1);
+  EXPECT_FALSE(HasHint(desc, "Blank"));
+  for (const int32_t answer : {0, 1, -1}) {
+    SCOPED_TRACE(answer);
+    HostNotes notes(answer);
+    desc.notes = &notes;
+    EXPECT_EQ(HasHint(desc, "Blank"), answer != 0);
+  }
 }
 
 }  // namespace

@@ -69,12 +69,5 @@ TEST(FrameKeyTest, RefusesACompatibleValueThatIsNoInt32) {
             "type[G] fmt[1] plat[0] TexType[0] host[0] compatible[1] 64x64  blank=0");
 }
 
-TEST(FrameKeyTest, AHintCountsByItsPresence) {
-  const MediaDescPtr desc = VideoRequest(1, 64, 64);
-  EXPECT_FALSE(HasHint(*desc, "Blank"));
-  desc->GetUserDataConfig()->Set("Blank", orlo::ValAny());
-  EXPECT_TRUE(HasHint(*desc, "Blank"));
-}
-
 }  // namespace
 }  // namespace mivare::test
