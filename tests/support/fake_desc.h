@@ -24,6 +24,10 @@ class FakeDesc : public IMediaDesc {
   uint32_t height;
   uint32_t sample_rate = 48000;
   uint32_t channels = 2;
+  uint32_t bit_depth = 8;
+  uint32_t memory_location = 0;
+  uint32_t platform = 0;
+  uint32_t tex_type = 0;
   /// The answers to GetFrameSize on one object: each in turn, then the last one for ever.
   std::vector<int32_t> frame_sizes{4096};
   bool cloneable = true;
@@ -62,7 +66,7 @@ class FakeDesc : public IMediaDesc {
   void SetRotation(uint32_t) override {}
   uint32_t GetFilpType() const override { return 0; }
   void SetFilpType(uint32_t) override {}
-  uint32_t GetBitDepth() const override { return 8; }
+  uint32_t GetBitDepth() const override { return bit_depth; }
   void SetVideoSignalRange(uint32_t) override {}
   uint32_t GetVideoSignalRange() const override { return 1; }
   void SetVideoMatrix(uint32_t) override {}
@@ -87,12 +91,15 @@ class FakeDesc : public IMediaDesc {
     if (pitches_status == 0) std::memset(pitches, 0, 8 * sizeof(*pitches));
     return pitches_status;
   }
-  uint32_t GetPlatform() const override { return 0; }
-  void SetPlatform(uint32_t) override {}
-  uint32_t GetTexType() const override { return 0; }
-  void SetTexType(uint32_t) override {}
-  uint32_t GetMemoryLocation() const override { return 0; }
-  bool SetMemoryLocation(uint32_t) override { return true; }
+  uint32_t GetPlatform() const override { return platform; }
+  void SetPlatform(uint32_t value) override { platform = value; }
+  uint32_t GetTexType() const override { return tex_type; }
+  void SetTexType(uint32_t value) override { tex_type = value; }
+  uint32_t GetMemoryLocation() const override { return memory_location; }
+  bool SetMemoryLocation(uint32_t value) override {
+    memory_location = value;
+    return true;
+  }
   ISubtitleDesc* QuerySubtitle() override { return nullptr; }
   const ISubtitleDesc* QuerySubtitle() const override { return nullptr; }
   bool QueryIndex(uint32_t*) override { return false; }

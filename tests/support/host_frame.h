@@ -81,4 +81,29 @@ class HostFrame : public IMediaBuffer {
   void Flush() override {}
 };
 
+/// A frame with room for up to 3 rows of 16 bytes in each of its first `planes` planes.
+inline std::shared_ptr<HostFrame> PatternFrame(MediaDescPtr desc, size_t planes) {
+  auto frame = std::make_shared<HostFrame>(std::move(desc));
+  for (size_t i = 0; i < planes; ++i) frame->AddPlane(i, 24, 16, 3);
+  return frame;
+}
+
+/// `count` bytes, the first one given, each further one `step` larger: a piece of a row of
+/// HostFrame's pattern.
+struct Strip {
+  uint8_t first;
+  int count;
+  int step = 1;
+};
+
+inline std::vector<uint8_t> Join(const std::vector<Strip>& strips) {
+  std::vector<uint8_t> bytes;
+  for (const Strip& strip : strips) {
+    for (int i = 0; i < strip.count; ++i) {
+      bytes.push_back(static_cast<uint8_t>(strip.first + i * strip.step));
+    }
+  }
+  return bytes;
+}
+
 }  // namespace mivare::test

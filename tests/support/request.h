@@ -8,6 +8,12 @@
 
 namespace mivare::test {
 
+inline MediaDescPtr Describe(uint32_t media_type, int32_t smt, int32_t width, int32_t height) {
+  MediaDescPtr desc = MakeMediaDesc(media_type, smt);
+  if (desc) desc->SetWidthHeight(width, height);
+  return desc;
+}
+
 /// A video description of a size; `location` 1 asks for device memory.
 inline MediaDescPtr VideoRequest(int32_t smt, int32_t width, int32_t height,
                                  uint32_t location = 0) {

@@ -8,9 +8,10 @@
 #include "mivare/diagnostics.h"
 #include "mivare/gpu_allocator.h"
 #include "mivare/helper.h"
-#include "support/host_desc.h"
+#include "support/fake_desc.h"
 #include "support/host_frame.h"
 #include "support/log_capture.h"
+#include "support/request.h"
 #include "support/scratch_folder.h"
 #include "support/trovel_balance.h"
 
@@ -18,23 +19,12 @@ namespace mivare {
 namespace {
 
 using test::Bytes;
-using test::HostDesc;
+using test::Describe;
+using test::FakeDesc;
 using test::HostFrame;
 using test::LogCapture;
+using test::PatternFrame;
 using test::ScratchFolder;
-
-MediaDescPtr Describe(uint32_t media_type, int32_t smt, int32_t width, int32_t height) {
-  MediaDescPtr desc = MakeMediaDesc(media_type, smt);
-  if (desc) desc->SetWidthHeight(width, height);
-  return desc;
-}
-
-// A frame with room for up to 3 rows of 16 bytes in each of its first `planes` planes.
-std::shared_ptr<HostFrame> Frame(MediaDescPtr desc, size_t planes) {
-  auto frame = std::make_shared<HostFrame>(std::move(desc));
-  for (size_t i = 0; i < planes; ++i) frame->AddPlane(i, 24, 16, 3);
-  return frame;
-}
 
 // A host's GPU whose readable frames are like the one that dumps ask for, filled by a pattern of
 // their own.
@@ -56,7 +46,7 @@ class ReadableGpu final : public IGpuAllocator {
     had_source = source != nullptr;
     had_reserved = reserved != nullptr;
     if (!works) return nullptr;
-    given = Frame(MediaDescPtr(desc->Clone()), 4);
+    given = PatternFrame(MediaDescPtr(desc->Clone()), 4);
     given->copy_status = copy_status;
     return given;
   }
@@ -77,7 +67,7 @@ class Library {
 // A device frame whose own planes hold zeros, so that it shows which frame was dumped.
 std::shared_ptr<HostFrame> DeviceFrame(MediaDescPtr desc) {
   desc->SetMemoryLocation(1);
-  auto frame = Frame(std::move(desc), 4);
+  auto frame = PatternFrame(std::move(desc), 4);
   for (auto& plane : frame->memory) std::fill(plane.begin(), plane.end(), uint8_t{0});
   return frame;
 }
@@ -170,9 +160,7 @@ TEST(DumpDeviceFrame, IsDumpedItselfWhenThereIsNoFrameForTheCopy) {
 TEST(DumpDeviceFrame, IsDumpedItselfWhenItsDescriptionCannotBeCloned) {
   const ScratchFolder folder;
   const LogCapture log;
-  auto desc = std::make_unique<HostDesc>();
-  desc->smt = 6;
-  desc->SetWidthHeight(2, 2);
+  auto desc = std::make_unique<FakeDesc>(1, 6, 2, 2);
   desc->cloneable = false;
   NUXMivareDumpMediaBuffer(folder.File("f").c_str(), DeviceFrame(MediaDescPtr(desc.release())));
   EXPECT_EQ(folder.Read("f.nv12"), kOfTheFrame);
@@ -183,13 +171,11 @@ TEST(DumpDeviceFrame, IsDumpedItselfWhenItsDescriptionCannotBeCloned) {
 TEST(DumpDeviceFrame, DestroysTheDescriptionOfItsRequest) {
   const ScratchFolder folder;
   const LogCapture log;
-  auto desc = std::make_unique<HostDesc>();
-  desc->smt = 6;
-  desc->SetWidthHeight(2, 2);
-  const std::shared_ptr<int> family = desc->family;
+  auto desc = std::make_unique<FakeDesc>(1, 6, 2, 2);
+  const std::shared_ptr<int> alive = desc->alive;
   const auto frame = DeviceFrame(MediaDescPtr(desc.release()));
   NUXMivareDumpMediaBuffer(folder.File("f").c_str(), frame);
-  EXPECT_EQ(family.use_count(), 2);  // this one and the frame's
+  EXPECT_EQ(alive.use_count(), 2);  // this one and the frame's
 }
 
 }  // namespace
