@@ -24,8 +24,9 @@ extern "C" MIVARE_API int32_t NUXMivareDumpTGA(const char* path,
 
 /// Writes the visible samples of a frame, or the bytes of an audio buffer, to a file without a
 /// header named `prefix` plus a suffix that says the layout (".yv12", ".nv12", ".p10", ".yuv422",
-/// ".pcm", ...). Packed formats go to a ".bmp". A device frame is brought to the host first.
-/// Problems are logged. Thread-safe.
+/// ".pcm", ...). Packed formats go to a ".bmp". A device frame is brought to the host first. The
+/// name is handed to the C library's fopen as it is, so on Windows it is in the process's code page;
+/// that of a ".bmp" alone is UTF-8 everywhere. Problems are logged. Thread-safe.
 extern "C" MIVARE_API void NUXMivareDumpMediaBuffer(const char* prefix,
                                                     std::shared_ptr<mivare::IMediaBuffer> buffer);
 

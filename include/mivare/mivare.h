@@ -8,7 +8,8 @@
 //   shares        both sides own it, through a shared_ptr
 //   takes, gives  ownership moves to the callee, to the caller
 //
-// No function lets an exception out unless its comment names it. Every text is UTF-8.
+// No function lets an exception out unless its comment names it. Every text is UTF-8, but for file
+// names where a comment says otherwise.
 #pragma once
 
 #include "mivare/allocator.h"
