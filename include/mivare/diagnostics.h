@@ -22,11 +22,12 @@ extern "C" MIVARE_API int32_t NUXMivareDumpBMP(const char* path,
 extern "C" MIVARE_API int32_t NUXMivareDumpTGA(const char* path,
                                                std::shared_ptr<mivare::IMediaBuffer> buffer);
 
-/// Writes the visible samples of a frame, or the bytes of an audio buffer, to a file without a
-/// header named `prefix` plus a suffix that says the layout (".yv12", ".nv12", ".p10", ".yuv422",
-/// ".pcm", ...). Packed formats go to a ".bmp". A device frame is brought to the host first. The
-/// name is handed to the C library's fopen as it is, so on Windows it is in the process's code page;
-/// that of a ".bmp" alone is UTF-8 everywhere. Problems are logged. Thread-safe.
+/// Writes what a frame shows, plane by plane without padding, or an audio buffer's valid bytes to a
+/// file of samples alone. Its name is `prefix` and an ending that tells the layout (".yv12",
+/// ".nv12", ".p10", ".yuv422", ".pcm", ...). Packed formats go to a ".bmp". A device frame is
+/// brought to the host first. The name is handed to the C library's fopen as it is, so on Windows
+/// it is in the process's code page; that of a ".bmp" alone is UTF-8 everywhere. Problems are
+/// logged. Thread-safe.
 extern "C" MIVARE_API void NUXMivareDumpMediaBuffer(const char* prefix,
                                                     std::shared_ptr<mivare::IMediaBuffer> buffer);
 

@@ -138,6 +138,18 @@ TEST_F(BlankPoolTest, IsFreshUpTo299MsAndReleasesFrom301MsOn) {
   }
 }
 
+TEST_F(BlankPoolTest, TheLimitsHoldToTheMicrosecond) {
+  Fill(1);
+  const uint64_t put = Now();
+  EXPECT_TRUE(pool_->IsFresh(put + 299'999));
+  EXPECT_FALSE(pool_->IsFresh(put + 300'000));
+  FrameList out;
+  pool_->Release(false, put + 300'999, &out);
+  EXPECT_TRUE(out.empty());
+  pool_->Release(false, put + 301'000, &out);
+  EXPECT_EQ(out.DestroyAll(), 1U);
+}
+
 TEST_F(BlankPoolTest, ReleaseStopsAtTheFirstYoungFrame) {
   Fill(1);
   clock_.Advance(301);
