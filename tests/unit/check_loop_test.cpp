@@ -12,6 +12,7 @@
 
 #include "blank_pool.h"
 #include "frame_pools.h"
+#include "hybrid_frame.h"
 #include "hybrid_frame_allocator.h"
 #include "support/fake_gpu.h"
 #include "support/log_capture.h"
@@ -180,6 +181,16 @@ TEST_F(CheckLoopTest, TasksLeftAtTheEndAreDroppedUnrun) {
   EXPECT_EQ(witness.use_count(), 1);
 }
 
+TEST_F(CheckLoopTest, ItsEndClosesThePools) {
+  const FakeGpu gpu;
+  const std::shared_ptr<BlankPool> pool = pools_->GetOrCreate("a");
+  const std::shared_ptr<IMediaBuffer> frame =
+      HybridBuffer::Create(DeviceFrame(gpu, *VideoRequest(1, 64, 64)), {}, {}, {});
+  loop_.reset();
+  EXPECT_FALSE(pool->Put(static_cast<HybridBuffer*>(frame.get())));
+  EXPECT_EQ(pool->Take(), nullptr);
+}
+
 TEST_F(CheckLoopTest, HoldsTheCpuAllocatorUntilItsEnd) {
   const std::weak_ptr<FakeCpu> cpu = cpu_;
   cpu_.reset();
@@ -233,6 +244,15 @@ TEST_F(IdleFramesTest, GoAfter301Ms) {
   Alloc().reset();
   clock_.Pass(301);
   EXPECT_EQ(gpu_.lives(), 0);
+}
+
+TEST_F(IdleFramesTest, GiveTheirHostMemoryBackInTheSamePass) {
+  allocator_->Alloc(VideoRequest(1, 64, 64).get(), nullptr, nullptr).reset();
+  clock_.Pass(301);
+  uint64_t all = 1;
+  uint64_t free = 1;
+  EXPECT_EQ(allocator_->GetMemoryStatus(all, free), 0);
+  EXPECT_EQ(all, 0U);
 }
 
 TEST_F(IdleFramesTest, StayYoungByBeingUsed) {
