@@ -48,7 +48,12 @@ class MIVARE_INTERFACE IAllocator {
 /// What the process-wide allocator can do besides. Thread-safe.
 class MIVARE_INTERFACE IAllocatorEx : public IAllocator {
  public:
-  /// Shares a frame that gets its memory at its first use; empty when `desc` is null.
+  /// Shares a frame for a copy of `desc` that gets its memory from the default allocator at its
+  /// first use, whichever operation that is, GetDesc included; Clone alone gives another such frame
+  /// instead. Several threads may meet at the first use: one frame is made. As long as the request
+  /// fails, the operations answer -1, false, null or empty, and each makes it again. SetData copies
+  /// nothing and ends a Lock. The copy loses the hints, so the frame is never a black one. Empty
+  /// when `desc` is null or cannot be copied.
   virtual std::shared_ptr<IMediaBuffer> AllocLazy(IMediaDesc* desc) = 0;
 
   /// One pass of the periodic trimming.

@@ -1,4 +1,5 @@
-// Short inline helpers for hosts: owners for what the interfaces hand out raw.
+// Short inline helpers, shared with hosts: owners for what the interfaces hand out raw, and a look
+// at a frame's marks.
 #pragma once
 
 #include <array>
@@ -7,6 +8,9 @@
 
 #include "mivare/media_buffer.h"
 #include "mivare/media_desc.h"
+#include "mivare/user_data.h"
+#include "orlo/log.h"
+#include "orlo/val_any.h"
 
 namespace mivare {
 
@@ -19,6 +23,23 @@ using MediaDescPtr = std::unique_ptr<IMediaDesc, MediaDescDeleter>;
 
 inline MediaDescPtr MakeMediaDesc(uint32_t mediaType, int32_t smt) {
   return MediaDescPtr(NUXMivareMediaDescCreateEx(mediaType, smt));
+}
+
+/// Whether a frame carries kIsOldKey in its user data. A missing frame, description or map is
+/// logged (tag "helper", level 6) and counts as no.
+inline bool IsMarkedOld(IMediaBuffer* frame) {
+  const IMediaDesc* desc = frame != nullptr ? frame->GetDesc(0) : nullptr;
+  IUserDataInquire* userData = desc != nullptr ? desc->GetUserDataInquire() : nullptr;
+  if (userData == nullptr) {
+    OrloLogPrint("helper", 6, "error! file[%s] line[%d]", "include/mivare/helper", __LINE__);
+    return false;
+  }
+  try {
+    orlo::ValAny value;
+    return userData->Get(kIsOldKey, value) == 1;
+  } catch (...) {  // a value that cannot be copied for lack of memory is there
+    return true;
+  }
 }
 
 /// Holds a buffer locked for a scope. Test ok() before use; the planes of a failed lock are null.

@@ -14,6 +14,7 @@
 
 #include "mivare/allocator.h"
 #include "mivare/audio_volume.h"
+#include "mivare/buffer_views.h"
 #include "mivare/diagnostics.h"
 #include "mivare/export.h"
 #include "mivare/extend_data.h"

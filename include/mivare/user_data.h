@@ -14,6 +14,10 @@ namespace mivare {
 /// What Enumerate answers when stepping on is not allowed.
 inline constexpr uint32_t kEnumerateRefused = 0xFFFFFFFFU;
 
+/// Key of the mark that a frame is an old one; its value does not count. Copies of a description
+/// lose it, proxies keep it.
+inline constexpr char kIsOldKey[] = "user_keys::IsOld";
+
 /// The reading face of a user data map. Keys are compared byte by byte. Thread-safe, except for
 /// Enumerate, which relies on the caller's Lock.
 class MIVARE_INTERFACE IUserDataInquire {

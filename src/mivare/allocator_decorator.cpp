@@ -4,6 +4,7 @@
 
 #include "allocator.h"
 #include "base/log.h"
+#include "media_buffer_lazy.h"
 #include "mivare/gpu_allocator.h"
 #include "mivare/media_buffer.h"
 #include "mivare/media_desc.h"
@@ -67,9 +68,8 @@ void allocator_decorator::SetMemoryLimit(uint32_t megabytes) {
 
 bool allocator_decorator::FillBlank(IMediaBuffer* /*frame*/) { return false; }
 
-// Frames that get their memory at their first use are not offered yet.
-std::shared_ptr<IMediaBuffer> allocator_decorator::AllocLazy(IMediaDesc* /*desc*/) {
-  return nullptr;
+std::shared_ptr<IMediaBuffer> allocator_decorator::AllocLazy(IMediaDesc* desc) {
+  return MediaBufferLazy::Create(desc);
 }
 
 void allocator_decorator::reduce_memory() {

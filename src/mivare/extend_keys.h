@@ -4,18 +4,18 @@
 #include <array>
 #include <cstddef>
 
+#include "mivare/user_data.h"
+
 namespace mivare {
 
 class IMediaDesc;
-class IUserDataConfig;
 
 // Hints in the user data, for the allocators or for one frame alone. A copy of a description and a
-// frame that is handed out again lose them.
+// frame that is handed out again lose them. kIsOldKey, which hosts use too, is one of them.
 inline constexpr char kBlankKey[] = "Blank";
 inline constexpr char kAllocHostMemKey[] = "AllocHostMem";
 inline constexpr char kPlatformCompatibleKey[] = "PlatformCompatible";
 inline constexpr char kPlatformExpectKey[] = "PlatformExpect";
-inline constexpr char kIsOldKey[] = "user_keys::IsOld";
 inline constexpr char kAdjustLayerWorkModeKey[] = "user_keys::adjustlayer-workmode";
 
 // Blocks in the extend data.

@@ -178,5 +178,31 @@ TEST_F(AllocatorStress, OnePoolIsTakenFromAndPutToByMany) {
   EXPECT_EQ(gpu_.lives(), 0);
 }
 
+TEST_F(AllocatorStress, LazyFramesAreFirstUsedByMany) {
+  ASSERT_EQ(NUXMivareDefaultAllocatorInit(&gpu_), 0);
+  IAllocatorEx* manager = nullptr;
+  ASSERT_EQ(NUXMivareDefaultAllocatorAcquire(&manager), 0);
+  constexpr int kRounds = 50;
+  constexpr int kUsers = 16;
+  for (int round = 0; round < kRounds; ++round) {
+    const std::shared_ptr<IMediaBuffer> lazy =
+        manager->AllocLazy(VideoRequest(1, 64, 64, round % 2).get());
+    std::vector<IMediaDesc*> seen(kUsers);
+    Together(kUsers, [&](int user) {
+      if (user % 4 == 0) {
+        lazy->Unlock();
+        lazy->Flush();
+      }
+      if (user % 4 == 1) {
+        EXPECT_NE(lazy->Clone(0), nullptr);
+      }
+      seen[static_cast<size_t>(user)] = lazy->GetDesc(0);
+    });
+    ASSERT_NE(seen[0], nullptr);
+    for (const IMediaDesc* desc : seen) EXPECT_EQ(desc, seen[0]) << "one frame";
+  }
+  EXPECT_EQ(NUXMivareDefaultAllocatorUninit(), 0);
+}
+
 }  // namespace
 }  // namespace mivare::test

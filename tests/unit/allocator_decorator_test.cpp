@@ -187,6 +187,15 @@ TEST_F(AllocatorDecoratorTest, NeitherFillsNorKnowsMoreGpuMemoryThanTheGpu) {
   EXPECT_EQ(without_gpu_.GetGpuAvailableMemory(), 0);
 }
 
+TEST_F(AllocatorDecoratorTest, LazyFramesAreNeverItsOwnButTheDefaultAllocators) {
+  EXPECT_EQ(decorator_.AllocLazy(nullptr), nullptr);
+  const MediaDescPtr desc = VideoRequest(1, 64, 64);
+  const std::shared_ptr<IMediaBuffer> lazy = decorator_.AllocLazy(desc.get());
+  ASSERT_NE(lazy, nullptr);
+  EXPECT_EQ(lazy->GetDesc(0), nullptr) << "while no allocator is initialised";
+  EXPECT_EQ(inner_->allocs, 0);
+}
+
 TEST_F(AllocatorDecoratorTest, AnswersEmptilyWithoutACpuAllocator) {
   allocator_decorator empty;
   uint64_t all = 3;

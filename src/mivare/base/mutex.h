@@ -1,4 +1,5 @@
-// std::mutex under Clang's thread-safety analysis: which lock guards what is checked at build time.
+// The standard mutexes under Clang's thread-safety analysis: which lock guards what is checked at
+// build time.
 #pragma once
 
 #include <condition_variable>
@@ -50,6 +51,34 @@ class MIVARE_TSA(scoped_lockable) MutexLock {
 
  private:
   std::unique_lock<std::mutex> lock_;
+};
+
+/// May be taken again by the thread that holds it.
+class MIVARE_TSA(capability("mutex")) RecursiveMutex {
+ public:
+  RecursiveMutex() = default;
+  RecursiveMutex(const RecursiveMutex&) = delete;
+  RecursiveMutex& operator=(const RecursiveMutex&) = delete;
+
+  void lock() ACQUIRE() { mutex_.lock(); }
+  void unlock() RELEASE() { mutex_.unlock(); }
+
+ private:
+  std::recursive_mutex mutex_;
+};
+
+/// Holds a RecursiveMutex for a scope.
+class MIVARE_TSA(scoped_lockable) RecursiveMutexLock {
+ public:
+  explicit RecursiveMutexLock(RecursiveMutex& mutex) ACQUIRE(mutex) : mutex_(mutex) {
+    mutex_.lock();
+  }
+  ~RecursiveMutexLock() RELEASE() { mutex_.unlock(); }
+  RecursiveMutexLock(const RecursiveMutexLock&) = delete;
+  RecursiveMutexLock& operator=(const RecursiveMutexLock&) = delete;
+
+ private:
+  RecursiveMutex& mutex_;
 };
 
 }  // namespace mivare

@@ -1,6 +1,6 @@
-// The interfaces take values by reference only, so their name is enough for a layout.
+// The interfaces take values by reference only, so any class of the name gives their layout.
 #pragma once
 
 namespace orlo {
-class ValAny;
+class ValAny {};
 }  // namespace orlo

@@ -99,5 +99,36 @@ TEST(MutexLock, ServesAConditionVariable) {
   other.join();
 }
 
+class Nested {
+ public:
+  int Depth(int levels) {
+    const RecursiveMutexLock lock(mutex_);
+    ++entered_;
+    if (levels > 1) Depth(levels - 1);
+    return entered_;
+  }
+  void Add() {
+    const RecursiveMutexLock lock(mutex_);
+    Depth(2);
+  }
+
+ private:
+  RecursiveMutex mutex_;
+  int entered_ GUARDED_BY(mutex_) = 0;
+};
+
+TEST(RecursiveMutexLock, IsTakenAgainByItsHolderAndExcludesOtherThreads) {
+  Nested nested;
+  EXPECT_EQ(nested.Depth(3), 3);
+  std::vector<std::thread> threads;
+  for (int id = 0; id < 4; ++id) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 1000; ++i) nested.Add();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(nested.Depth(1), 3 + 4 * 1000 * 2 + 1);
+}
+
 }  // namespace
 }  // namespace mivare
