@@ -23,6 +23,7 @@ TEST(SampleStress, TheListIsUsedByMany) {
   const auto sample = NUXMivareMediaSampleCreate(1, 2, 3, nullptr);
   std::latch start(kThreads);
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([&, thread] {
       start.arrive_and_wait();

@@ -325,6 +325,7 @@ TEST_F(MediaBufferLazyTest, SixteenThreadsOnFirstUseMakeOneFrame) {
   const std::shared_ptr<IMediaBuffer> lazy = Lazy();
   std::latch start(16);
   std::vector<std::thread> threads;
+  threads.reserve(16);
   for (int i = 0; i < 16; ++i) {
     threads.emplace_back([&] {
       start.arrive_and_wait();

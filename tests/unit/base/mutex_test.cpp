@@ -39,6 +39,7 @@ bool IsFree(Mutex& mutex) {
 TEST(MutexLock, ExcludesOtherThreads) {
   Counter counter;
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int id = 0; id < 4; ++id) {
     threads.emplace_back([&] {
       for (int i = 0; i < 10000; ++i) counter.Add();
@@ -121,6 +122,7 @@ TEST(RecursiveMutexLock, IsTakenAgainByItsHolderAndExcludesOtherThreads) {
   Nested nested;
   EXPECT_EQ(nested.Depth(3), 3);
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int id = 0; id < 4; ++id) {
     threads.emplace_back([&] {
       for (int i = 0; i < 1000; ++i) nested.Add();
