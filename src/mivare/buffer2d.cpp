@@ -96,12 +96,17 @@ void Buffer2d::Refresh() {
   int32_t pitches[8] = {};
   desc->GetPitches(pitches);
   const int32_t smt = desc->GetSmt();
-  view_.bit_depth = desc->GetBitDepth();
-  view_.channels = smt == 44 || smt == 45 ? 4 : 1;
-  view_.width = desc->GetWidth();
-  view_.height = desc->GetHeight();
-  view_.pixels = data_.get();
-  view_.pitch = static_cast<uint32_t>(pitches[0]);
+  const View now = {
+      .bit_depth = desc->GetBitDepth(),
+      .channels = smt == 44 || smt == 45 ? 4U : 1U,
+      .width = desc->GetWidth(),
+      .height = desc->GetHeight(),
+      .pixels = data_.get(),
+      .pitch = static_cast<uint32_t>(pitches[0]),
+  };
+  // Nothing is written where nothing has changed: several threads may read one frame, such as a
+  // lazy one, and each unlocks it.
+  if (now != view_) view_ = now;
 }
 
 bool Buffer2d::Init(IMediaDesc* desc) {

@@ -32,6 +32,8 @@ class Buffer2d : public BufferBase {
     uint32_t height = 0;
     uint8_t* pixels = nullptr;
     uint32_t pitch = 0;
+
+    friend bool operator==(const View&, const View&) = default;
   };
 
   using BufferBase::BufferBase;
