@@ -7,6 +7,8 @@
 #include <memory>
 #include <mutex>
 
+#include "process_end.h"
+
 namespace orlo {
 namespace {
 
@@ -53,6 +55,7 @@ StderrSink& Sink() {
 }  // namespace
 
 void PrintOnStandardError(const char* tag, int32_t level, const char* text) noexcept {
+  if (PrintLastWords(tag, level, text)) return;
   try {
     Sink().log(spdlog::details::log_msg(tag, static_cast<spdlog::level::level_enum>(level), text));
   } catch (...) {

@@ -6,6 +6,8 @@
 #include <windows.h>
 #endif
 
+#include "process_end.h"
+
 namespace orlo {
 namespace {
 
@@ -47,6 +49,7 @@ AsyncEventBus* GetGlobalEventBus() {
 }
 
 void ReleaseGlobalEventBus() {
+  if (OtherThreadsKilled()) return;  // the bus goes with the process
   AsyncEventBus* last = nullptr;
   {
     Global& global = TheGlobal();

@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "default_sink.h"
+#include "process_end.h"
 
 namespace orlo {
 namespace {
@@ -51,9 +52,11 @@ class SinkList {
 
   void Remove(uint64_t id) {
     const std::thread::id self = std::this_thread::get_id();
-    std::unique_lock lock(mutex_);
+    std::unique_lock lock(mutex_, std::defer_lock);
+    if (!LockUnlessOrphaned(lock)) return;
     sinks_.erase(id);
     has_sinks.store(!sinks_.empty(), std::memory_order_relaxed);
+    if (OtherThreadsKilled()) return;  // calls of theirs never end
     const bool inside = SetWaiting(self, true);
     // Two sinks that remove each other, or one that removes itself on two threads, would wait for
     // each other; so whoever comes from inside a sink passes by those who wait already.
@@ -69,7 +72,8 @@ class SinkList {
   void Deliver(const char* tag, int32_t level, const char* text) {
     Call call;
     call.thread = std::this_thread::get_id();
-    std::unique_lock lock(mutex_);
+    std::unique_lock lock(mutex_, std::defer_lock);
+    if (!LockUnlessOrphaned(lock)) return;
     const uint64_t last = last_id_;
     for (uint64_t done = 0;;) {
       const auto next = sinks_.upper_bound(done);

@@ -7,6 +7,7 @@
 #include "hybrid_frame_allocator.h"
 #include "mivare/media_buffer.h"
 #include "orlo/event_bus.h"
+#include "platform/platform.h"
 
 namespace mivare {
 namespace {
@@ -33,6 +34,7 @@ std::shared_ptr<IAllocator> AllocatorMgrDecoImpl::Current() {
 
 std::shared_ptr<IAllocator> AllocatorMgrDecoImpl::Exchange(std::shared_ptr<IAllocator> next) {
   const MutexLock lock(mutex_);
+  is_up_.store(next != nullptr, std::memory_order_relaxed);
   return std::exchange(current_, std::move(next));
 }
 
@@ -53,6 +55,10 @@ int32_t AllocatorMgrDecoImpl::Init(IGpuAllocator* gpu) {
 int32_t AllocatorMgrDecoImpl::Uninit() {
   std::shared_ptr<IAllocator> dropped;
   bool release_bus = false;
+  if (platform::OtherThreadsKilled()) {
+    ForgetAtExit();
+    return 0;
+  }
   {
     const MutexLock lock(init_mutex_);
     if (init_count_-- != 1) return 0;
@@ -65,9 +71,23 @@ int32_t AllocatorMgrDecoImpl::Uninit() {
   return 0;
 }
 
+// A host's static destructor, after the worker was killed: its locks cannot be taken, what is up
+// goes with the process.
+void AllocatorMgrDecoImpl::ForgetAtExit() {
+  if (init_count_-- == 1) is_up_.store(false, std::memory_order_relaxed);
+}
+
+// Comes at the process's exit and when the library is unloaded; on Windows both are under the
+// loader's lock, where no lock is taken and no thread waited for:
+//   unloading   nothing is up, since its worker would have kept the library loaded
+//   exit        where the other threads are killed first, what is up goes with the process;
+//               elsewhere the worker may hold the last reference on the library: it must not take
+//               this very code with it
 void AllocatorMgrDecoImpl::WarnAndClear() {
-  if (Current() == nullptr) return;
+  if (!is_up_.load(std::memory_order_relaxed)) return;
   MIVARE_LOG(kLogStatus, "warning! file[%s] line[%d]", unit::kAllocatorMgr, 250);
+  if (platform::OtherThreadsKilled()) return;
+  static_cast<void>(platform::ReferenceModule().release());
   Exchange(nullptr);
 }
 

@@ -1,6 +1,7 @@
 // AllocatorMgrDecoImpl: the one allocator that hosts see, in front of the one that is in use.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -25,7 +26,8 @@ class AllocatorMgrDecoImpl final : public allocator_decorator {
   int32_t Init(IGpuAllocator* gpu) EXCLUDES(init_mutex_, mutex_);
   int32_t Uninit() EXCLUDES(init_mutex_, mutex_);
 
-  /// What process exit does: warns about a missing Uninit and drops the allocator it left.
+  /// What process exit does: warns about a missing Uninit and drops the allocator it left, unless
+  /// the system has killed its worker already.
   void WarnAndClear() EXCLUDES(mutex_);
 
   std::shared_ptr<IMediaBuffer> Alloc(IMediaDesc* desc, IMediaBuffer* source,
@@ -43,10 +45,13 @@ class AllocatorMgrDecoImpl final : public allocator_decorator {
   virtual int32_t Reserved2() { return 0; }
 
  private:
+  void ForgetAtExit() NO_THREAD_SAFETY_ANALYSIS;
   std::shared_ptr<IAllocator> Exchange(std::shared_ptr<IAllocator> next) EXCLUDES(mutex_);
 
   Mutex mutex_;
   std::shared_ptr<IAllocator> current_ GUARDED_BY(mutex_);
+  // Whether current_ is set, for process exit, which may not lock. Relaxed: it guards no data.
+  std::atomic<bool> is_up_{false};
 
   // Puts Inits and Uninits in a row; taken before mutex_ and never held while an allocator goes.
   Mutex init_mutex_ ACQUIRED_BEFORE(mutex_);

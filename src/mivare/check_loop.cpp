@@ -55,12 +55,19 @@ void Run(FramePools& pools, const std::shared_ptr<IAllocator>& allocator) {
 }  // namespace
 
 check_loop::check_loop(std::shared_ptr<FramePools> pools, std::shared_ptr<IAllocator> cpu_allocator)
-    : pools_(std::move(pools)) {
+    : module_(platform::ReferenceModule()), pools_(std::move(pools)) {
   std::atomic<bool> running{false};  // the thread's last touch of it is the store
-  thread_ = std::thread([&running, shared = pools_, cpu = std::move(cpu_allocator)] {
-    running.store(true, std::memory_order_release);
-    Run(*shared, cpu);
-  });
+  thread_ =
+      std::thread([this, &running, shared = pools_, cpu = std::move(cpu_allocator)]() mutable {
+        platform::ModuleReference alone;
+        alone_ = &alone;
+        running.store(true, std::memory_order_release);
+        Run(*shared, cpu);
+        if (alone == nullptr) return;
+        shared.reset();  // leaving destroys nothing
+        cpu.reset();
+        platform::LeaveThread(std::move(alone));
+      });
   while (!running.load(std::memory_order_acquire) || thread_.get_id() == std::thread::id()) {
     std::this_thread::yield();
   }
@@ -69,6 +76,7 @@ check_loop::check_loop(std::shared_ptr<FramePools> pools, std::shared_ptr<IAlloc
 check_loop::~check_loop() {
   pools_->Stop();
   if (thread_.get_id() == std::this_thread::get_id()) {
+    *alone_ = std::move(module_);
     thread_.detach();
   } else {
     thread_.join();

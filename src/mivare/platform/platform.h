@@ -53,4 +53,24 @@ using File = std::unique_ptr<std::FILE, FileCloser>;
 /// fopen with a UTF-8 path, whatever the process's code page; empty on failure and for a null path.
 File OpenFile(const char* utf8_path, const char* mode) noexcept;
 
+struct ModuleRelease {
+  void operator()(void* module) const noexcept;
+};
+/// Keeps the code that this library is part of loaded while held, beside the references of whoever
+/// loaded it. Whoever gives the last one back must not come back into that code; see LeaveThread.
+using ModuleReference = std::unique_ptr<void, ModuleRelease>;
+
+/// Empty where nothing can be unloaded, as in a program that is linked with the library's objects.
+/// Takes the loader's lock for a moment.
+ModuleReference ReferenceModule() noexcept;
+
+/// For the end of a thread that nobody joins: gives the reference back and ends the thread, in one
+/// step that runs no code of ours. Nothing above the call is destroyed any more. Where the system
+/// has no such step, the module stays loaded for good and the call returns.
+void LeaveThread(ModuleReference last) noexcept;
+
+/// Whether the system has killed every other thread to end the process. Locks that they held are
+/// held for ever then. Never true where threads run until the process is gone.
+bool OtherThreadsKilled() noexcept;
+
 }  // namespace mivare::platform

@@ -1,6 +1,8 @@
 #include "platform/platform.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <link.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/time.h>
@@ -119,5 +121,22 @@ MemoryFigures ReadMemoryFigures() noexcept {
 File OpenFile(const char* utf8_path, const char* mode) noexcept {
   return File(utf8_path != nullptr ? std::fopen(utf8_path, mode) : nullptr);
 }
+
+void ModuleRelease::operator()(void* module) const noexcept { dlclose(module); }
+
+ModuleReference ReferenceModule() noexcept {
+  Dl_info info{};
+  void* found = nullptr;
+  if (dladdr1(reinterpret_cast<void*>(&ReferenceModule), &info, &found, RTLD_DL_LINKMAP) == 0) {
+    return nullptr;
+  }
+  const auto* map = static_cast<const link_map*>(found);
+  if (map->l_name[0] == '\0') return nullptr;  // the program itself
+  return ModuleReference(dlopen(map->l_name, RTLD_LAZY | RTLD_NOLOAD));
+}
+
+void LeaveThread(ModuleReference last) noexcept { static_cast<void>(last.release()); }
+
+bool OtherThreadsKilled() noexcept { return false; }
 
 }  // namespace mivare::platform

@@ -10,6 +10,9 @@
 
 #include "orlo/encoding.h"
 
+// Of ntdll, which no header declares.
+extern "C" NTSYSAPI BOOLEAN NTAPI RtlDllShutdownInProgress();
+
 namespace mivare::platform {
 namespace {
 
@@ -79,5 +82,22 @@ File OpenFile(const char* utf8_path, const char* mode) noexcept {
     return nullptr;  // no memory for the wide path
   }
 }
+
+void ModuleRelease::operator()(void* module) const noexcept {
+  FreeLibrary(static_cast<HMODULE>(module));
+}
+
+ModuleReference ReferenceModule() noexcept {
+  HMODULE self = nullptr;
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                     reinterpret_cast<LPCWSTR>(&ReferenceModule), &self);
+  return ModuleReference(self);
+}
+
+void LeaveThread(ModuleReference last) noexcept {
+  FreeLibraryAndExitThread(static_cast<HMODULE>(last.release()), 0);
+}
+
+bool OtherThreadsKilled() noexcept { return RtlDllShutdownInProgress() != 0; }
 
 }  // namespace mivare::platform
