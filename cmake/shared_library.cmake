@@ -1,6 +1,24 @@
+# mivare_export_map(map list): a linker's version script that exports what a reviewed list names: C
+# functions by their plain names, everything else demangled, one a line.
+function(mivare_export_map map list)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
+  file(STRINGS ${list} names)
+  set(c "")
+  set(cxx "")
+  foreach(name IN LISTS names)
+    if(name MATCHES "^[A-Za-z0-9_]+$")
+      string(APPEND c "    ${name};\n")
+    else()
+      string(APPEND cxx "      \"${name}\";\n")
+    endif()
+  endforeach()
+  file(CONFIGURE OUTPUT ${map} @ONLY CONTENT
+       "{\n  global:\n@c@    extern \"C++\" {\n@cxx@    };\n  local: *;\n};\n")
+endfunction()
+
 # mivare_shared_library(name): what the three libraries of this project have in common: hidden
-# symbols but for the reviewed list in abi/, a versioned SONAME, and on Windows a DLL of the plain
-# name.
+# symbols but for the reviewed list in abi/exports, a versioned SONAME, and on Windows a DLL of the
+# plain name.
 function(mivare_shared_library name)
   set_target_properties(${name} PROPERTIES
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
@@ -8,7 +26,8 @@ function(mivare_shared_library name)
     set_target_properties(${name} PROPERTIES PREFIX "" IMPORT_PREFIX lib)
     return()
   endif()
-  set(map ${PROJECT_SOURCE_DIR}/abi/${name}.map)
+  set(map ${PROJECT_BINARY_DIR}/abi/${name}.map)
+  mivare_export_map(${map} ${PROJECT_SOURCE_DIR}/abi/exports/${name}.elf.txt)
   target_link_options(${name} PRIVATE -Wl,--version-script=${map})
   set_target_properties(${name} PROPERTIES LINK_DEPENDS ${map})
   # A sanitizer's runtime comes with the program, so its symbols are missing here.
