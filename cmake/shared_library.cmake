@@ -21,7 +21,9 @@ endfunction()
 # plain name.
 function(mivare_shared_library name)
   set_target_properties(${name} PROPERTIES
-    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN")
+  add_library(mivare::${name} ALIAS ${name})
+  mivare_install(${name})
   if(WIN32)
     set_target_properties(${name} PROPERTIES PREFIX "" IMPORT_PREFIX lib)
     return()
