@@ -25,11 +25,11 @@ bool OtherThreadsKilled() noexcept { return RtlDllShutdownInProgress() != 0; }
 bool PrintLastWords(const char* tag, int32_t level, const char* text) noexcept {
   if (!OtherThreadsKilled()) return false;
   SYSTEMTIME now{};
-  GetLocalTime(&now);
+  GetSystemTime(&now);  // UTC: the way to local time may lead through a lock of the system's
   char head[128];
-  std::snprintf(head, sizeof(head), "[%04d-%02d-%02d %02d:%02d:%02d.%03d] [%d] [%.64s] ", now.wYear,
-                now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds,
-                static_cast<int>(level), tag);
+  std::snprintf(head, sizeof(head), "[%04d-%02d-%02d %02d:%02d:%02d.%03dZ] [%d] [%.64s] ",
+                now.wYear, now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond,
+                now.wMilliseconds, static_cast<int>(level), tag);
   Write(head, std::strlen(head));
   Write(text, std::strlen(text));
   Write("\n", 1);
