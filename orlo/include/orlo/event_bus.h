@@ -32,13 +32,14 @@ class AsyncEventBus {
   using Token = uint64_t;
 
   /// Starts the worker; throws std::system_error when the platform gives no thread.
-  AsyncEventBus() : worker_([this] { Run(); }) {}  // nothing of `this` is touched after Run
+  ORLO_INLINE_API AsyncEventBus()
+      : worker_([this] { Run(); }) {}  // nothing of `this` is touched after Run
   AsyncEventBus(const AsyncEventBus&) = delete;
   AsyncEventBus& operator=(const AsyncEventBus&) = delete;
 
   /// Delivers what is queued, then joins the worker; hence never from within a callback of this
   /// bus: see LeaveToWorker.
-  ~AsyncEventBus() {
+  ORLO_INLINE_API ~AsyncEventBus() {
     {
       const std::lock_guard lock(mutex_);
       stop_ = true;
@@ -65,7 +66,7 @@ class AsyncEventBus {
 
   /// Ends a subscription; unknown tokens are ignored. When it returns, the callback is not running,
   /// never will be, and what it captured is destroyed, unless it is the callback itself that calls.
-  void Unsubscribe(Token token) {
+  ORLO_INLINE_API void Unsubscribe(Token token) {
     std::shared_ptr<Subscriber> gone;  // destroyed without the lock
     std::unique_lock lock(mutex_);
     for (auto& [type, entries] : subscribers_) {
@@ -99,7 +100,7 @@ class AsyncEventBus {
 
   /// Waits until everything posted before the call has been delivered. Returns at once on the bus's
   /// own worker.
-  void Flush() {
+  ORLO_INLINE_API void Flush() {
     std::unique_lock lock(mutex_);
     if (IsWorkerThread()) return;
     const uint64_t target = posted_;
@@ -107,12 +108,14 @@ class AsyncEventBus {
   }
 
   /// Whether the caller runs on the worker, that is inside a callback.
-  bool IsWorkerThread() const { return std::this_thread::get_id() == worker_.get_id(); }
+  ORLO_INLINE_API bool IsWorkerThread() const {
+    return std::this_thread::get_id() == worker_.get_id();
+  }
 
   /// For a bus made by new, from within one of its callbacks: the worker takes the bus, delivers
   /// what is queued, and deletes it. Needs no memory and no other thread. The code of the caller
   /// and of the callbacks must stay loaded until then.
-  void LeaveToWorker() {
+  ORLO_INLINE_API void LeaveToWorker() {
     const std::lock_guard lock(mutex_);
     stop_ = true;
     left_to_worker_ = true;
@@ -137,8 +140,8 @@ class AsyncEventBus {
     E event;
   };
 
-  void Run();
-  void Deliver(const Item& item, std::unique_lock<std::mutex>& lock);
+  ORLO_INLINE_API void Run();
+  ORLO_INLINE_API void Deliver(const Item& item, std::unique_lock<std::mutex>& lock);
 
   std::mutex mutex_;  // guards everything below but the worker and its own flag
   std::condition_variable wake_;
