@@ -1,12 +1,12 @@
-# cmake -DLIBRARY=... -DEXPECTED=... -DFORMAT=elf|pe -DNM=... -DOBJDUMP=... [-DSONAME=...]
-#       -P check_exports.cmake
+# cmake -DLIBRARY=... -DEXPECTED=... -DFORMAT=elf|pe -DNM=... -DOBJDUMP=...
+#       -DCXXFILT=... [-DSONAME=...] -P check_exports.cmake
 #
 # Compares what a shared library offers with the reviewed list of demangled names, one a line.
 if(FORMAT STREQUAL elf)
-  execute_process(COMMAND ${NM} --dynamic --defined-only --demangle ${LIBRARY}
+  execute_process(COMMAND ${NM} --dynamic --defined-only ${LIBRARY}
                   OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
   # 0000000000012340 T name
-  string(REGEX REPLACE "(^|\n)[0-9a-f]+ [A-Za-z] " "\\1" names "${output}")
+  string(REGEX MATCHALL "[0-9a-f]+ [A-Za-z] [^\n]+" lines "${output}")
   execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY}
                   OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
   if(NOT output MATCHES "SONAME +${SONAME}\n")
@@ -18,10 +18,11 @@ else()
   # Behind the heading, lines of:  [   0] +base[   1]  0000 name
   string(REGEX REPLACE ".*\\[Ordinal/Name Pointer\\] Table[^\n]*\n" "" output "${output}")
   string(REGEX MATCHALL "\n[ \t]*\\[ *[0-9]+\\][^\n]*" lines "\n${output}")
-  list(TRANSFORM lines REPLACE ".* " "")
-  execute_process(COMMAND ${CXXFILT} ${lines}
-                  OUTPUT_VARIABLE names COMMAND_ERROR_IS_FATAL ANY)
 endif()
+list(TRANSFORM lines REPLACE ".* " "")
+# Not by NM, since each has its own way of writing types.
+execute_process(COMMAND ${CXXFILT} ${lines}
+                OUTPUT_VARIABLE names COMMAND_ERROR_IS_FATAL ANY)
 
 string(STRIP "${names}" names)
 string(REPLACE "\n" ";" names "${names}")

@@ -44,7 +44,7 @@ TEST(Logger, LogsEmptyTexts) {
   const LogLines lines;
   const char* none = nullptr;
   Logger("t", 4).Print("%s", "");
-  Logger("t", 4).Print(none);
+  Logger("t", 4).Print(none, 0);
   Logger("t", 4).Write({});
   EXPECT_EQ(lines.Get(), std::vector<LogLine>(3, LogLine{"t", 4, ""}));
 }

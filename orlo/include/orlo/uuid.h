@@ -36,7 +36,7 @@ class Uuid {
   ORLO_INLINE_API std::string ToString() const;
 
   ORLO_INLINE_API const Bytes& GetBytes() const noexcept { return bytes_; }
-  ORLO_INLINE_API bool IsNil() const noexcept { return bytes_ == Bytes(); }
+  ORLO_INLINE_API bool IsNil() const noexcept { return *this == Uuid(); }
   /// How it was made; 4 for random ones, 0 for nil.
   ORLO_INLINE_API int Version() const noexcept { return bytes_[6] >> 4; }
 
