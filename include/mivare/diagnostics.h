@@ -1,4 +1,4 @@
-// Diagnostics: frames and audio written to files, and copied plane by plane.
+// Diagnostics: frames and audio written to files and read back, and copied plane by plane.
 #pragma once
 
 #include <cstdint>
@@ -29,6 +29,23 @@ extern "C" MIVARE_API int32_t NUXMivareDumpTGA(const char* path,
 /// it is in the process's code page; that of a ".bmp" alone is UTF-8 everywhere. Problems are
 /// logged. Thread-safe.
 extern "C" MIVARE_API void NUXMivareDumpMediaBuffer(const char* prefix,
+                                                    std::shared_ptr<mivare::IMediaBuffer> buffer);
+
+/// Reads a BMP image of 24 or 32 bits per pixel, rows from the bottom up, into a frame of smt 45 of
+/// the same width and height. Every row takes 4 bytes a pixel from the file, also of 24-bit images,
+/// whose pixels become opaque; the data begin right behind the headers. All rows are written,
+/// however short the file: rows that it lacks repeat what was read last, or are zeros. `path` goes
+/// to fopen as it is. Returns whether pixels were written; false also when anything is missing,
+/// cannot be opened or locked, or the headers are cut short. Reentrant.
+extern "C" MIVARE_API bool NUXMivareLoadBMP(const char* path,
+                                            std::shared_ptr<mivare::IMediaBuffer> buffer);
+
+/// Reads a file of NUXMivareDumpMediaBuffer back into a frame of the same format and size: smt 1
+/// and 6 raw, where a short file leaves the rest of the frame as it was, and smt 45 through
+/// NUXMivareLoadBMP. `path` is the whole name; the file must be writable, too, but is not written.
+/// Returns whether the file was opened and the frame locked; false, and a line in the log, for
+/// other formats and missing arguments. Reentrant.
+extern "C" MIVARE_API bool NUXMivareLoadMediaBuffer(const char* path,
                                                     std::shared_ptr<mivare::IMediaBuffer> buffer);
 
 /// Copies the planes of `source` into `destination`, of the same format and size, whole pitches at

@@ -51,4 +51,14 @@ BmpPreamble EncodeBmpPreamble(const BmpLayout& layout) {
   return bytes;
 }
 
+BmpFacts DecodeBmpHeaders(const BmpHeaders& headers) {
+  const uint8_t* at = headers.data();
+  BmpFacts facts{};
+  facts.width = static_cast<int32_t>(GetLittle<4>(at + 18));
+  facts.height = static_cast<int32_t>(GetLittle<4>(at + 22));
+  facts.bits_per_pixel = static_cast<uint32_t>(GetLittle<2>(at + 28));
+  facts.compression = static_cast<uint32_t>(GetLittle<4>(at + 30));
+  return facts;
+}
+
 }  // namespace mivare

@@ -1,4 +1,4 @@
-// The layout of the BMP files written here:
+// The layout of the BMP files written and read here:
 //
 //     0    file header, 14 bytes
 //     14   information header, 40 bytes
@@ -36,5 +36,18 @@ BmpLayout LayOutBmp(const ImageFormat& format, uint32_t bit_depth, int32_t width
 using BmpPreamble = std::array<uint8_t, kBmpHeadersBytes + kBmpPaletteBytes>;
 
 BmpPreamble EncodeBmpPreamble(const BmpLayout& layout);
+
+/// The two headers of a file, and what they say of its rows. Whatever stands there is taken: it is
+/// for the reader to compare it with what is expected.
+using BmpHeaders = std::array<uint8_t, kBmpHeadersBytes>;
+
+struct BmpFacts {
+  int32_t width;
+  int32_t height;
+  uint32_t bits_per_pixel;
+  uint32_t compression;
+};
+
+BmpFacts DecodeBmpHeaders(const BmpHeaders& headers);
 
 }  // namespace mivare

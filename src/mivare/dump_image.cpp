@@ -70,7 +70,7 @@ int32_t DumpTga(const char* path, IMediaBuffer& frame) {
   const MutexLock turn(TgaTurn());
   const IMediaDesc* desc = frame.GetDesc(0);
   if (desc == nullptr) return kFailed;
-  const uint32_t bits = ImageFormatOf(desc->GetSmt()).TgaBits(desc->GetBitDepth());
+  const uint32_t bits = ImageFormatOf(desc->GetSmt()).MemoryBits(desc->GetBitDepth());
   if (bits == 0) return kFailed;
   const LockedBuffer lock(frame);
   if (!lock.ok()) return kFailed;
@@ -101,7 +101,7 @@ int32_t Run(int32_t (*dump)(const char*, IMediaBuffer&), const char* path,
             std::shared_ptr<IMediaBuffer>&& buffer, const char* function, int line) {
   const std::shared_ptr<IMediaBuffer> frame = std::move(buffer);
   if (frame == nullptr) {
-    MIVARE_LOG(kLogError, "error! %s line[%d]: mb is nullptr!", function, line);
+    LogNoBuffer(function, line);
     return kFailed;
   }
   try {

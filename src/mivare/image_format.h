@@ -22,12 +22,13 @@ struct ImageFormat {
   /// Bits that a component of plane 0 takes, whole bytes.
   static constexpr uint32_t ComponentBits(uint32_t bit_depth) { return (bit_depth + 7U) & ~7U; }
 
-  /// Bits per pixel of the two kinds of file.
-  constexpr uint32_t BmpBits(uint32_t bit_depth) const {
-    return components * (bmp == BmpPixels::kHighBytes ? 8U : ComponentBits(bit_depth));
-  }
-  constexpr uint32_t TgaBits(uint32_t bit_depth) const {
+  /// Bits per pixel of plane 0, and of a TGA, which is the plane as it is.
+  constexpr uint32_t MemoryBits(uint32_t bit_depth) const {
     return components * ComponentBits(bit_depth);
+  }
+  /// Bits per pixel of a BMP.
+  constexpr uint32_t BmpBits(uint32_t bit_depth) const {
+    return bmp == BmpPixels::kHighBytes ? components * 8U : MemoryBits(bit_depth);
   }
 };
 

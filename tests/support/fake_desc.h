@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "mivare/helper.h"
 #include "mivare/media_desc.h"
 #include "mivare/user_data.h"
 
@@ -127,5 +128,12 @@ class FakeDesc : public IMediaDesc {
  private:
   size_t asked_ = 0;
 };
+
+/// A video description that says what none of the library's would.
+inline MediaDescPtr Said(int32_t smt, uint32_t width, uint32_t height, uint32_t bit_depth = 8) {
+  auto desc = std::make_unique<FakeDesc>(1, smt, width, height);
+  desc->bit_depth = bit_depth;
+  return MediaDescPtr(desc.release());
+}
 
 }  // namespace mivare::test

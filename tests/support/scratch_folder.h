@@ -38,6 +38,11 @@ class ScratchFolder {
   bool Has(const std::string& name) const { return std::filesystem::exists(At(name)); }
   bool IsEmpty() const { return std::filesystem::is_empty(path_); }
   uintmax_t Size(const std::string& name) const { return std::filesystem::file_size(At(name)); }
+  void Write(const std::string& name, const Bytes& bytes) const {
+    std::ofstream out(At(name), std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
+  }
   Bytes Read(const std::string& name) const {
     std::ifstream in(At(name), std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};

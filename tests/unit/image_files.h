@@ -13,13 +13,6 @@
 
 namespace mivare::test {
 
-/// What no description of the library's would say.
-inline MediaDescPtr Said(int32_t smt, uint32_t width, uint32_t height, uint32_t bit_depth) {
-  auto desc = std::make_unique<FakeDesc>(1, smt, width, height);
-  desc->bit_depth = bit_depth;
-  return MediaDescPtr(desc.release());
-}
-
 /// A frame whose plane 0 has rows of `row_bytes` bytes, `pitch` bytes apart.
 inline std::shared_ptr<HostFrame> Frame(MediaDescPtr desc, int32_t pitch, size_t row_bytes) {
   const size_t rows = desc->GetHeight();

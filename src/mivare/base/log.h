@@ -46,4 +46,9 @@ inline void LogErrorAt(const char* source_unit, int line = __builtin_LINE()) {
   MIVARE_LOG(kLogError, "error! file[%s] line[%d]", source_unit, line);
 }
 
+/// "error! function line[line]: mb is nullptr!", what exports say that were given no buffer.
+inline void LogNoBuffer(const char* function, int line) {
+  MIVARE_LOG(kLogError, "error! %s line[%d]: mb is nullptr!", function, line);
+}
+
 }  // namespace mivare

@@ -1,0 +1,102 @@
+// BMP images read back into packed frames.
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "base/log.h"
+#include "bmp_file.h"
+#include "image_format.h"
+#include "mivare/diagnostics.h"
+#include "mivare/helper.h"
+#include "mivare/media_desc.h"
+#include "platform/platform.h"
+
+namespace mivare {
+namespace {
+
+constexpr int32_t kBgra = 45;
+constexpr size_t kPixelBytes = 4;  // of its frames
+
+// Turns a row of the file into one of the frame.
+using CopyRow = void (*)(uint8_t* to, const uint8_t* from, size_t pixels);
+
+void CopyPixels(uint8_t* to, const uint8_t* from, size_t pixels) {
+  std::memcpy(to, from, kPixelBytes * pixels);
+}
+
+void ExpandPixels(uint8_t* to, const uint8_t* from, size_t pixels) {
+  for (size_t i = 0; i < pixels; ++i) {
+    std::copy_n(from + 3 * i, 3, to + kPixelBytes * i);
+    to[kPixelBytes * i + 3] = 255;
+  }
+}
+
+// Null for pixels that this reader does not know.
+CopyRow CopyRowOf(uint32_t bits_per_pixel) {
+  switch (bits_per_pixel) {
+    case 24: return ExpandPixels;
+    case 32: return CopyPixels;
+    default: return nullptr;
+  }
+}
+
+// Leaves the file where its pixels begin. That the masks of bit fields are cut short shows in the
+// rows, like everything behind them.
+std::optional<BmpFacts> ReadFacts(std::FILE* file) {
+  BmpHeaders headers{};
+  if (std::fread(headers.data(), 1, headers.size(), file) != headers.size()) return std::nullopt;
+  const BmpFacts facts = DecodeBmpHeaders(headers);
+  if (facts.compression == kBmpBitFields) {
+    std::array<uint8_t, kBmpMasksBytes> ignored;
+    static_cast<void>(std::fread(ignored.data(), 1, ignored.size(), file));
+  }
+  return facts;
+}
+
+bool LoadBmp(const char* path, IMediaBuffer& frame) {
+  const IMediaDesc* desc = frame.GetDesc(0);
+  if (path == nullptr || desc == nullptr) return false;
+  const platform::File file(std::fopen(path, "rb"));
+  if (!file) return false;
+  const std::optional<BmpFacts> facts = ReadFacts(file.get());
+  // From here on all sizes are the frame's own.
+  const auto width = static_cast<int32_t>(desc->GetWidth());
+  const auto height = static_cast<int32_t>(desc->GetHeight());
+  const int32_t smt = desc->GetSmt();
+  if (!facts || facts->width != width || facts->height != height || width < 1 || height < 1 ||
+      smt != kBgra) {
+    return false;
+  }
+  const LockedBuffer lock(frame, true);
+  const CopyRow copy_row = CopyRowOf(facts->bits_per_pixel);
+  if (!lock.ok() || lock.plane(0) == nullptr || copy_row == nullptr) return false;
+
+  const auto pixels = static_cast<size_t>(width);
+  const size_t taken = pixels * ImageFormatOf(smt).MemoryBits(desc->GetBitDepth()) / 8;
+  std::vector<uint8_t> row(std::max(taken, kPixelBytes * pixels));
+  for (int64_t y = int64_t{height} - 1; y >= 0; --y) {
+    // Where the file ends early, the row keeps what it held.
+    static_cast<void>(std::fread(row.data(), 1, taken, file.get()));
+    copy_row(lock.plane(0) + y * lock.pitch(0), row.data(), pixels);
+  }
+  return true;
+}
+
+}  // namespace
+}  // namespace mivare
+
+extern "C" bool NUXMivareLoadBMP(const char* path,
+                                 std::shared_ptr<mivare::IMediaBuffer> buffer) try {
+  const std::shared_ptr<mivare::IMediaBuffer> frame = std::move(buffer);
+  if (frame == nullptr) {
+    mivare::LogNoBuffer("mivare::NUXMivareLoadBMP", 963);
+    return false;
+  }
+  return mivare::LoadBmp(path, *frame);
+} catch (...) {
+  return false;
+}
