@@ -1,8 +1,9 @@
-// Diagnostics: frames and audio written to files and read back, and copied plane by plane.
+// Diagnostics: frames and audio written to files and read back, compared, cleared and copied.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "mivare/export.h"
 #include "mivare/media_buffer.h"
@@ -47,6 +48,31 @@ extern "C" MIVARE_API bool NUXMivareLoadBMP(const char* path,
 /// other formats and missing arguments. Reentrant.
 extern "C" MIVARE_API bool NUXMivareLoadMediaBuffer(const char* path,
                                                     std::shared_ptr<mivare::IMediaBuffer> buffer);
+
+/// The peak signal-to-noise ratio of two frames of the same format and size in decibels, over a
+/// plane of smt 1 (0 to 2), of smt 6 (0 the luma, else chroma from byte `plane` - 1 of its rows) or
+/// a component of smt 45 (`plane` is its byte in the pixel). Of interleaved samples only the first
+/// half (smt 6) or quarter (smt 45) of each row is looked at, while the mean is over all of them:
+/// compare such ratios with their like. The largest double when nothing differs, also for a buffer
+/// and itself; -100.0 when a buffer is missing or cannot be locked or the two are not alike; -200.0
+/// for other formats and planes. Reentrant.
+extern "C" MIVARE_API double NUXMivareImagePSNR(std::shared_ptr<mivare::IMediaBuffer> a,
+                                                std::shared_ptr<mivare::IMediaBuffer> b,
+                                                uint8_t plane);
+
+/// The MD5 of plane 0 of a frame of smt 1, 2, 45 or 46 as 32 lower-case digits. That of smt 1 is
+/// the one of its visible bytes. The rows of the others are laid over one another before, each from
+/// `width` bytes behind the start of the one above, and the rest of the hashed block has no defined
+/// contents: only frames of one row have a digest to rely on. Rows are read as wide as the picture
+/// whatever the pitch. Returns 0; -1 when something is missing, the format is another, the frame
+/// cannot be locked or there is no memory, and `digest` is as it was. Reentrant.
+extern "C" MIVARE_API int32_t NUXMivareMediaBuffer2MD5(mivare::IMediaBuffer* buffer,
+                                                       std::string* digest);
+
+/// Sets the valid bytes of an audio buffer to zero. Returns 0, also when there was nothing to do
+/// (other media types, a buffer that cannot be locked); -1 when the buffer or its description is
+/// missing or QueryObject gives an object: memory that is not the process's. Reentrant.
+extern "C" MIVARE_API int32_t NUXMivareZeroBuffer(mivare::IMediaBuffer* buffer);
 
 /// Copies the planes of `source` into `destination`, of the same format and size, whole pitches at
 /// a time; audio by CopyFrom. Returns 0; 1 when the media type has nothing to copy (subtitles); -1

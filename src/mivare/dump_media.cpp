@@ -1,5 +1,4 @@
 // Frames and audio written as files without a header, named by what they hold.
-#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <utility>
@@ -11,6 +10,7 @@
 #include "mivare/helper.h"
 #include "mivare/media_desc.h"
 #include "raw_format.h"
+#include "valid_bytes.h"
 
 namespace mivare {
 namespace {
@@ -64,10 +64,7 @@ void DumpAudio(const char* prefix, IMediaBuffer& buffer) {
   if (!file.IsOpen()) return;
   const LockedBuffer lock(buffer);
   if (!lock.ok()) return;
-  // The number of valid bytes is whatever a host has said; the block's size, where known, is not.
-  int64_t count = lock.pitch(0);
-  if (lock.capacity() != 0) count = std::min<int64_t>(count, lock.capacity());
-  file.WriteRows(lock.plane(0), count, count, 1);
+  file.Write(lock.plane(0), ValidBytes(lock));
   file.Flush();
 }
 
