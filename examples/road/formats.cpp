@@ -119,6 +119,19 @@ std::vector<uint8_t> GatherPicture(const PixelFormat& format, int width, int hei
   return Gather(planes, Shapes(format, width, height, VisibleShape), 1);
 }
 
+std::array<PlaneView, 3> TightViews(const PixelFormat& format, int width, int height,
+                                    std::span<const uint8_t> bytes) {
+  std::array<PlaneView, 3> views;
+  size_t begin = 0;
+  for (int plane = 0; plane < format.planes; ++plane) {
+    const PlaneShape shape = VisibleShape(format, width, height, plane);
+    views[static_cast<size_t>(plane)] = {bytes.data() + begin,
+                                         static_cast<ptrdiff_t>(shape.row_bytes)};
+    begin += shape.size();
+  }
+  return views;
+}
+
 std::vector<uint8_t> GatherDump(const PixelFormat& format, int width, int height,
                                 std::span<const PlaneView> planes) {
   const bool high = (format.dump_traits & kHighBytes) != 0;

@@ -2,6 +2,7 @@
 // one table each, and the shape of their planes.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -71,6 +72,10 @@ size_t PictureSize(const PixelFormat& format, int width, int height);
 /// The visible bytes of a picture without its padding, plane after plane.
 std::vector<uint8_t> GatherPicture(const PixelFormat& format, int width, int height,
                                    std::span<const PlaneView> planes);
+
+/// The planes of a picture that GatherPicture has made.
+std::array<PlaneView, 3> TightViews(const PixelFormat& format, int width, int height,
+                                    std::span<const uint8_t> bytes);
 
 /// The bytes that the library's raw dump of a picture consists of.
 std::vector<uint8_t> GatherDump(const PixelFormat& format, int width, int height,

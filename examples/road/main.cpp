@@ -21,10 +21,10 @@ constexpr char kUsage[] =
     "road - OUTPUT_FOLDER      plays the stream on standard input\n"
     "road --pipe CLIP          decodes a clip into such a stream on standard output\n"
     "\n"
-    "Every tenth frame is written as BMP, the first one raw, the sound as PCM; what was written "
-    "is\n"
-    "compared with the decoder's own bytes. Exit status: 0 all the same and nothing leaked, 1 not\n"
-    "so, 2 the clip's format has no counterpart, 3 wrong usage or an unusable file.\n";
+    "Every tenth frame is written as BMP, the first one raw and in all formats that can be read\n"
+    "back, the sound as PCM; what was written is compared with the decoder's own bytes.\n"
+    "Exit status: 0 all the same and nothing leaked, 1 not so, 2 the clip's format has no\n"
+    "counterpart, 3 wrong usage or an unusable file.\n";
 
 int Run(const std::vector<std::string>& arguments) {
   if (arguments.size() != 2) {

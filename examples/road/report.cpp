@@ -83,6 +83,7 @@ void Print(const Report& report, std::ostream& out) {
   PrintRequests("frames", report.frame_requests, out);
   PrintRequests("images", report.image_requests, out);
   PrintRequests("sound", report.sound_requests, out);
+  PrintRequests("reloads", report.reload_requests, out);
   out << "memory     peak " << Megabytes(report.peak_bytes) << ", pooled at the end "
       << Megabytes(report.pooled_bytes) << '\n';
   out << "files\n";

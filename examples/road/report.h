@@ -44,6 +44,7 @@ struct Report {
   RequestCounts frame_requests;
   RequestCounts image_requests;  // the packed frames behind the BMP files
   RequestCounts sound_requests;
+  RequestCounts reload_requests;  // the frames behind the files that are read back
   uint64_t peak_bytes = 0;
   uint64_t pooled_bytes = 0;  // held by the library when the host had given everything back
   std::vector<std::filesystem::path> files;

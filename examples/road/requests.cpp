@@ -59,6 +59,20 @@ void Dump(const std::filesystem::path& prefix, const std::filesystem::path& file
   NUXMivareDumpMediaBuffer(Utf8FromPath(prefix.filename()).c_str(), buffer);
 }
 
+std::array<PlaneView, 3> Views(const mivare::LockedBuffer& lock, const PixelFormat& format) {
+  std::array<PlaneView, 3> views;
+  for (size_t i = 0; i < static_cast<size_t>(format.planes); ++i) {
+    views[i] = {lock.plane(i), lock.pitch(i)};
+  }
+  return views;
+}
+
+// Likewise.
+bool Load(const std::filesystem::path& file, const std::shared_ptr<mivare::IMediaBuffer>& buffer) {
+  const WorkingFolder inside(file.parent_path());
+  return NUXMivareLoadMediaBuffer(Utf8FromPath(file.filename()).c_str(), buffer);
+}
+
 int64_t TimeOf(mivare::IMediaBuffer& buffer, int64_t missing) {
   orlo::ValAny value;
   if (buffer.GetDesc(0)->GetUserDataInquire()->Get(kTimeKey, value) != 1) return missing;

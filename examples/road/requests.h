@@ -2,6 +2,7 @@
 // request costs.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -44,6 +45,12 @@ class Library {
 /// older file goes first, so that what is there afterwards was written now.
 void Dump(const std::filesystem::path& prefix, const std::filesystem::path& file,
           const std::shared_ptr<mivare::IMediaBuffer>& buffer);
+
+/// Reads such a file back into a buffer of the same format and size; whether that worked.
+bool Load(const std::filesystem::path& file, const std::shared_ptr<mivare::IMediaBuffer>& buffer);
+
+/// The planes of a locked frame.
+std::array<PlaneView, 3> Views(const mivare::LockedBuffer& lock, const PixelFormat& format);
 
 /// The time stamp that a buffer was requested with; `missing` when it carries none.
 int64_t TimeOf(mivare::IMediaBuffer& buffer, int64_t missing);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "samples.h"
+
 namespace road {
 namespace {
 
@@ -71,13 +73,6 @@ struct Matrix {
   int64_t luma, red_from_v, blue_from_u, green_from_v, green_from_u;
 };
 
-int Sample(const PixelFormat& format, const PlaneView& plane, int x, int y) {
-  const uint8_t* row = plane.data + y * plane.pitch;
-  if (format.bytes() == 1) return row[x];
-  const uint8_t* sample = row + 2 * ptrdiff_t{x};
-  return (sample[0] | sample[1] << 8) >> format.shift;
-}
-
 // One pixel of the picture as it is stored.
 class Reader {
  public:
@@ -89,18 +84,8 @@ class Reader {
       std::copy_n(planes_[0].data + y * planes_[0].pitch + 4 * ptrdiff_t{x}, 4, bgra);
       return;
     }
-    const int cx = x >> format_.chroma_x;
-    const int cy = y >> format_.chroma_y;
-    int u = matrix_.middle;
-    int v = matrix_.middle;
-    if (format_.chroma_components == 2) {
-      u = Sample(format_, planes_[1], 2 * cx, cy);
-      v = Sample(format_, planes_[1], 2 * cx + 1, cy);
-    } else if (format_.chroma_components == 1) {
-      u = Sample(format_, planes_[1], cx, cy);
-      v = Sample(format_, planes_[2], cx, cy);
-    }
-    matrix_.Write(Sample(format_, planes_[0], x, y), u, v, bgra);
+    const Yuv yuv = YuvAt(format_, planes_, x, y);
+    matrix_.Write(yuv.y, yuv.u, yuv.v, bgra);
   }
 
  private:

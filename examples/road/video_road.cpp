@@ -9,6 +9,7 @@
 #include "failure.h"
 #include "orlo/md5.h"
 #include "paths.h"
+#include "reload.h"
 #include "to_bgra.h"
 
 namespace road {
@@ -50,14 +51,6 @@ mivare::MediaDescPtr MakeImageDesc(const VideoInfo& info) {
   return desc;
 }
 
-std::array<PlaneView, 3> Views(const mivare::LockedBuffer& lock, const PixelFormat& format) {
-  std::array<PlaneView, 3> views;
-  for (size_t i = 0; i < static_cast<size_t>(format.planes); ++i) {
-    views[i] = {lock.plane(i), lock.pitch(i)};
-  }
-  return views;
-}
-
 std::string Digest(const std::vector<uint8_t>& bytes) {
   return orlo::md5::MD5String(bytes.data(), bytes.size());
 }
@@ -92,12 +85,10 @@ void VideoRoad::Take(const Picture& picture) {
       }
     }
   }
-  frame.digest = Digest(GatherPicture(*info_.format, info_.width, info_.height, picture.planes));
-  const bool first = report_.frames == 0 && under_way_.empty();
-  if (first && !info_.format->dump.empty()) {
-    first_dump_digest_ =
-        Digest(GatherDump(*info_.format, info_.width, info_.height, picture.planes));
-  }
+  std::vector<uint8_t> bytes =
+      GatherPicture(*info_.format, info_.width, info_.height, picture.planes);
+  frame.digest = Digest(bytes);
+  if (first_picture_.empty()) first_picture_ = std::move(bytes);
   under_way_.push_back(std::move(frame));
   if (under_way_.size() == kLookAhead) ShowOldest();
 }
@@ -156,13 +147,18 @@ void VideoRoad::Compare() {
   report_.comparisons.push_back(
       {"in memory", std::to_string(report_.frames) + all, std::to_string(same_) + all});
   if (report_.frames == 0) return;
+  const auto first = TightViews(*info_.format, info_.width, info_.height, first_picture_);
   if (info_.format->dump.empty()) {
     report_.notes.push_back("no raw file: the library's raw dump does not know " +
                             std::string(info_.format->name));
-    return;
+  } else {
+    report_.files.push_back(dump_);
+    report_.comparisons.push_back(
+        CompareFile(dump_, Digest(GatherDump(*info_.format, info_.width, info_.height, first))));
   }
-  report_.files.push_back(dump_);
-  report_.comparisons.push_back(CompareFile(dump_, first_dump_digest_));
+  for (const Reloadable& picture : MakeReloadables(info_, first)) {
+    Reload(library_, picture, folder_, report_);
+  }
 }
 
 }  // namespace road

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "mivare/mivare.h"
 #include "report.h"
@@ -49,7 +50,7 @@ class VideoRoad {
   mivare::MediaDescPtr image_desc_;  // of the upright pictures in screen colours
   std::filesystem::path dump_;       // of the first frame
   std::deque<Frame> under_way_;
-  std::string first_dump_digest_;
+  std::vector<uint8_t> first_picture_;  // the decoder's bytes
   size_t same_ = 0;
 };
 

@@ -28,8 +28,13 @@ expect_size(first.yv12 87906)         # 322 * 182 * 3 / 2
 expect_size(frame_00000.bmp 234470)   # 54 + 4 * 322 * 182
 expect_size(frame_00010.bmp 234470)
 expect_size(frame_00020.bmp 234470)
+expect_size(reload.bmp 234470)
+expect_size(reload.yv12 87906)
+expect_size(reload.nv12 87906)
 expect_size(sound.pcm 86016)          # 21 blocks of 1024 samples, 2 channels, 2 bytes
 foreach(part "21 frames, 322 x 182 yuv420p" "21 of 21 frames  same" "first.yv12" "clip é"
+             "reload.bmp +[0-9a-f]+, no noise  same" "reload.yv12 +[0-9a-f]+, no noise  same"
+             "reload.nv12 +[0-9a-f]+, no noise  same" "luma of reload.yv12 +[0-9a-f]+  same"
              "everything is the same, nothing leaked")
   if(NOT report MATCHES "${part}")
     message(FATAL_ERROR "the report lacks \"${part}\":\n${report}")

@@ -73,6 +73,7 @@ TEST_F(Player, CountsEveryRequestOnce) {
   };
   EXPECT_EQ(count(report.frame_requests), 30U);
   EXPECT_EQ(count(report.image_requests), 3U);
+  EXPECT_EQ(count(report.reload_requests), 6U) << "two a format that is read back";
   EXPECT_EQ(count(report.sound_requests), 31U) << "30 blocks and the long one";
   EXPECT_GE(report.frame_requests.cold.size(), 8U) << "the look-ahead has to come from somewhere";
   // 640 and 360 round to 640 and 384: 8 frames of 1.5 bytes a pixel are there at the same time.
@@ -94,7 +95,7 @@ TEST_F(Player, WritesImagesThatStandUprightFromTheBottomUp) {
   SyntheticSource source("yuv420p", 6, 4, 11, "");
   source.info().video->rotation = 90;
   const Report report = Play(source, folder_);
-  ASSERT_EQ(report.files.size(), 3U) << "two images and the raw file";
+  ASSERT_EQ(report.files.size(), 6U) << "two images, the raw file, and those that are read back";
   EXPECT_EQ(report.files[1].filename(), "frame_00010.bmp");
 
   SyntheticSource again("yuv420p", 6, 4, 1, "");
