@@ -4,20 +4,20 @@ namespace road {
 namespace {
 
 constexpr PixelFormat kPixelFormats[] = {
-    // name          smt  planes comps  bits shift chroma  dump
-    {"yuv420p", 1, 3, 1, 1, 8, 0, 1, 1, ".yv12", kHalfTheRows},
-    {"yuv420p10le", 2, 3, 1, 1, 10, 0, 1, 1, "", kAsItIs},
-    {"yuv420p12le", 3, 3, 1, 1, 12, 0, 1, 1, "", kAsItIs},
-    {"nv12", 6, 2, 1, 2, 8, 0, 1, 1, ".nv12", kHalfTheRows},
-    {"p010le", 7, 2, 1, 2, 10, 6, 1, 1, ".p10", kHalfTheRows | kHighBytes},
-    {"nv16", 16, 2, 1, 2, 8, 0, 1, 0, ".nv16", kHalfTheRows},
-    {"p210le", 17, 2, 1, 2, 10, 6, 1, 0, ".p210", kSizeInName},
-    {"bgra", 45, 1, 4, 0, 8, 0, 0, 0, "", kAsItIs},
-    {"yuv422p", 60, 3, 1, 1, 8, 0, 1, 0, ".yuv422", kAsItIs},
-    {"yuv422p10le", 61, 3, 1, 1, 10, 0, 1, 0, ".yuv422", kAsItIs},
-    {"yuv444p", 70, 3, 1, 1, 8, 0, 0, 0, ".yuv444", kAsItIs},
-    {"yuv444p10le", 71, 3, 1, 1, 10, 0, 0, 0, ".yuv444", kAsItIs},
-    {"gray", 15000, 1, 1, 0, 8, 0, 0, 0, "", kAsItIs},
+    // name          smt  planes comps  bits shift chroma  dump                   crops
+    {"yuv420p", 1, 3, 1, 1, 8, 0, 1, 1, ".yv12", kHalfTheRows, true},
+    {"yuv420p10le", 2, 3, 1, 1, 10, 0, 1, 1, "", kAsItIs, true},
+    {"yuv420p12le", 3, 3, 1, 1, 12, 0, 1, 1, "", kAsItIs, true},
+    {"nv12", 6, 2, 1, 2, 8, 0, 1, 1, ".nv12", kHalfTheRows, true},
+    {"p010le", 7, 2, 1, 2, 10, 6, 1, 1, ".p10", kHalfTheRows | kHighBytes, true},
+    {"nv16", 16, 2, 1, 2, 8, 0, 1, 0, ".nv16", kHalfTheRows, false},
+    {"p210le", 17, 2, 1, 2, 10, 6, 1, 0, ".p210", kSizeInName, false},
+    {"bgra", 45, 1, 4, 0, 8, 0, 0, 0, "", kAsItIs, true},
+    {"yuv422p", 60, 3, 1, 1, 8, 0, 1, 0, ".yuv422", kAsItIs, false},
+    {"yuv422p10le", 61, 3, 1, 1, 10, 0, 1, 0, ".yuv422", kAsItIs, false},
+    {"yuv444p", 70, 3, 1, 1, 8, 0, 0, 0, ".yuv444", kAsItIs, false},
+    {"yuv444p10le", 71, 3, 1, 1, 10, 0, 0, 0, ".yuv444", kAsItIs, false},
+    {"gray", 15000, 1, 1, 0, 8, 0, 0, 0, "", kAsItIs, true},
 };
 
 constexpr SampleFormat kSampleFormats[] = {

@@ -32,6 +32,7 @@ struct PixelFormat {
   int chroma_x, chroma_y;  // chroma is halved this many times
   std::string_view dump;   // the raw dump's suffix; empty: the library has no raw dump for it
   uint8_t dump_traits;
+  bool crops;  // whether the library shows rectangles of it
 
   int bytes() const { return bits > 8 ? 2 : 1; }
 };

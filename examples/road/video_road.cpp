@@ -65,14 +65,15 @@ VideoRoad::VideoRoad(Library& library, const VideoInfo& info, const std::filesys
       report_(report),
       desc_(MakeFrameDesc(info)),
       image_desc_(MakeImageDesc(info)),
-      dump_(DumpPath(*info.format, info.width, info.height, folder / "first")) {}
+      dump_(DumpPath(*info.format, info.width, info.height, folder / "first")),
+      middle_(MiddleOf(info.width, info.height)) {}
 
 void VideoRoad::Take(const Picture& picture) {
   Frame frame;
   frame.time = picture.time;
-  frame.buffer = library_.Request(*desc_, picture.time, report_.frame_requests);
+  const auto buffer = library_.Request(*desc_, picture.time, report_.frame_requests);
   {
-    mivare::LockedBuffer lock(*frame.buffer, true);
+    mivare::LockedBuffer lock(*buffer, true);
     if (!lock.ok()) throw Failure(kDiffers, "a frame of the library cannot be locked");
     for (int i = 0; i < info_.format->planes; ++i) {
       const PlaneShape shape = VisibleShape(*info_.format, info_.width, info_.height, i);
@@ -88,7 +89,12 @@ void VideoRoad::Take(const Picture& picture) {
   std::vector<uint8_t> bytes =
       GatherPicture(*info_.format, info_.width, info_.height, picture.planes);
   frame.digest = Digest(bytes);
+  frame.middle_digest = Digest(GatherPicture(*info_.format, middle_.width, middle_.height,
+                                             Middle(*info_.format, picture.planes, middle_)));
   if (first_picture_.empty()) first_picture_ = std::move(bytes);
+  const auto time = static_cast<uint64_t>(picture.time);
+  frame.sample = mivare::NUXMivareMediaSampleCreate(time, 0, 0, nullptr);
+  frame.sample->AddBuffer(buffer);
   under_way_.push_back(std::move(frame));
   if (under_way_.size() == kLookAhead) ShowOldest();
 }
@@ -96,29 +102,43 @@ void VideoRoad::Take(const Picture& picture) {
 void VideoRoad::ShowOldest() {
   const Frame frame = std::move(under_way_.front());
   under_way_.pop_front();
-  if (IsAsDecoded(frame)) ++same_;
-  if (report_.frames == 0 && !info_.format->dump.empty()) {
-    Dump(folder_ / "first", dump_, frame.buffer);
-  }
-  if (report_.frames % kImageEvery == 0) WriteImage(*frame.buffer, frame.time);
+  const auto buffer = frame.sample->GetBuffer(0);
+  if (buffer == nullptr) throw Failure(kDiffers, "a sample of the library has lost its frame");
+  const auto shown = StandIn(buffer);
+  if (IsAsDecoded(*shown, frame)) ++same_;
+  if (info_.format->crops && IsMiddleAsDecoded(*Crop(buffer, middle_), frame)) ++same_middles_;
+  if (report_.frames == 0 && !info_.format->dump.empty()) Dump(folder_ / "first", dump_, shown);
+  if (report_.frames % kImageEvery == 0) WriteImage(*shown, frame.time);
   ++report_.frames;
 }
 
-// What the display would see: the samples, the time stamp and the stream's properties.
-bool VideoRoad::IsAsDecoded(const Frame& frame) const {
-  const mivare::IMediaDesc& desc = *frame.buffer->GetDesc(0);
-  if (TimeOf(*frame.buffer, ~frame.time) != frame.time || desc.GetWidth() != desc_->GetWidth() ||
-      desc.GetHeight() != desc_->GetHeight() || desc.GetVideoSignalRange() != info_.range ||
-      desc.GetVideoMatrix() != info_.matrix || desc.GetTransferCharacter() != info_.transfer ||
-      desc.GetColorPrimary() != info_.primaries ||
+// What the display would see: the samples, the time stamps and the stream's properties.
+bool VideoRoad::IsAsDecoded(mivare::IMediaBuffer& shown, const Frame& frame) const {
+  const mivare::IMediaDesc& desc = *shown.GetDesc(0);
+  if (static_cast<int64_t>(frame.sample->GetParam1()) != frame.time ||
+      frame.sample->GetBufferCount() != 1 || TimeOf(shown, ~frame.time) != frame.time ||
+      desc.GetWidth() != desc_->GetWidth() || desc.GetHeight() != desc_->GetHeight() ||
+      desc.GetVideoSignalRange() != info_.range || desc.GetVideoMatrix() != info_.matrix ||
+      desc.GetTransferCharacter() != info_.transfer || desc.GetColorPrimary() != info_.primaries ||
       desc.GetRotation() != static_cast<uint32_t>(info_.rotation) ||
       desc.GetDisplayAspectRatio() != desc_->GetDisplayAspectRatio()) {
     return false;
   }
-  const mivare::LockedBuffer lock(*frame.buffer);
-  if (!lock.ok()) return false;
-  const auto views = Views(lock, *info_.format);
-  return Digest(GatherPicture(*info_.format, info_.width, info_.height, views)) == frame.digest;
+  return DigestOf(shown, info_.width, info_.height) == frame.digest;
+}
+
+bool VideoRoad::IsMiddleAsDecoded(mivare::IMediaBuffer& crop, const Frame& frame) const {
+  const mivare::IMediaDesc& desc = *crop.GetDesc(0);
+  return desc.GetWidth() == static_cast<uint32_t>(middle_.width) &&
+         desc.GetHeight() == static_cast<uint32_t>(middle_.height) &&
+         DigestOf(crop, middle_.width, middle_.height) == frame.middle_digest;
+}
+
+// Of the visible bytes; empty when the frame cannot be locked.
+std::string VideoRoad::DigestOf(mivare::IMediaBuffer& frame, int width, int height) const {
+  const mivare::LockedBuffer lock(frame);
+  if (!lock.ok()) return {};
+  return Digest(GatherPicture(*info_.format, width, height, Views(lock, *info_.format)));
 }
 
 void VideoRoad::WriteImage(mivare::IMediaBuffer& frame, int64_t time) {
@@ -146,6 +166,13 @@ void VideoRoad::Compare() {
   const std::string all = " of " + std::to_string(report_.frames) + " frames";
   report_.comparisons.push_back(
       {"in memory", std::to_string(report_.frames) + all, std::to_string(same_) + all});
+  if (info_.format->crops) {
+    report_.comparisons.push_back(
+        {"in crops", std::to_string(report_.frames) + all, std::to_string(same_middles_) + all});
+  } else {
+    report_.notes.push_back("no crops: the library does not show rectangles of " +
+                            std::string(info_.format->name));
+  }
   if (report_.frames == 0) return;
   const auto first = TightViews(*info_.format, info_.width, info_.height, first_picture_);
   if (info_.format->dump.empty()) {

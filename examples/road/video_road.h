@@ -1,4 +1,5 @@
-// The road of the pictures: requested, filled, under way for a while, looked at, given back.
+// The road of the pictures: requested, filled, under way in samples for a while, looked at through
+// views, given back.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +13,7 @@
 #include "report.h"
 #include "requests.h"
 #include "source.h"
+#include "views.h"
 
 namespace road {
 
@@ -32,14 +34,18 @@ class VideoRoad {
   void Compare();
 
  private:
+  // What the decoder gave, and what of it is on its way to the display.
   struct Frame {
-    std::shared_ptr<mivare::IMediaBuffer> buffer;
+    std::shared_ptr<mivare::IMediaSample> sample;
     int64_t time = 0;
     std::string digest;  // of the decoder's bytes
+    std::string middle_digest;
   };
 
   void ShowOldest();
-  bool IsAsDecoded(const Frame& frame) const;
+  bool IsAsDecoded(mivare::IMediaBuffer& shown, const Frame& frame) const;
+  bool IsMiddleAsDecoded(mivare::IMediaBuffer& crop, const Frame& frame) const;
+  std::string DigestOf(mivare::IMediaBuffer& frame, int width, int height) const;
   void WriteImage(mivare::IMediaBuffer& frame, int64_t time);
 
   Library& library_;
@@ -51,7 +57,9 @@ class VideoRoad {
   std::filesystem::path dump_;       // of the first frame
   std::deque<Frame> under_way_;
   std::vector<uint8_t> first_picture_;  // the decoder's bytes
+  Rect middle_;
   size_t same_ = 0;
+  size_t same_middles_ = 0;
 };
 
 }  // namespace road

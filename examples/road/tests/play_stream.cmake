@@ -32,7 +32,7 @@ expect_size(reload.bmp 234470)
 expect_size(reload.yv12 87906)
 expect_size(reload.nv12 87906)
 expect_size(sound.pcm 86016)          # 21 blocks of 1024 samples, 2 channels, 2 bytes
-foreach(part "21 frames, 322 x 182 yuv420p" "21 of 21 frames  same" "first.yv12" "clip é"
+foreach(part "21 frames, 322 x 182 yuv420p" "in memory +21 of 21 frames  same" "in crops +21 of 21 frames  same" "first.yv12" "clip é"
              "reload.bmp +[0-9a-f]+, no noise  same" "reload.yv12 +[0-9a-f]+, no noise  same"
              "reload.nv12 +[0-9a-f]+, no noise  same" "luma of reload.yv12 +[0-9a-f]+  same"
              "everything is the same, nothing leaked")

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -58,6 +59,10 @@ TEST_F(Player, FindsEverythingTheSameInEveryFormat) {
           << comparison.what << ": " << comparison.actual << ", not " << comparison.expected;
     }
     EXPECT_TRUE(report.ok());
+    const auto crops =
+        std::count_if(report.comparisons.begin(), report.comparisons.end(),
+                      [](const Comparison& each) { return each.what == "in crops"; });
+    EXPECT_EQ(crops, source.Info().video && source.Info().video->format->crops ? 1 : 0);
     EXPECT_EQ(report.frames, source.Info().video ? 12U : 0U);
     EXPECT_EQ(report.sound_blocks, source.Info().audio ? 12U : 0U);
     EXPECT_FALSE(report.comparisons.empty());
