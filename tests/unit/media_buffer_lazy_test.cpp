@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
-#include <latch>
+#include <future>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -323,16 +323,18 @@ TEST_F(MediaBufferLazyTest, AnAllocatorThatComesBackFindsNoMemoryYetAndMakesOneF
 TEST_F(MediaBufferLazyTest, SixteenThreadsOnFirstUseMakeOneFrame) {
   Init();
   const std::shared_ptr<IMediaBuffer> lazy = Lazy();
-  std::latch start(16);
+  std::promise<void> start;
+  const std::shared_future<void> started = start.get_future().share();
   std::vector<std::thread> threads;
   threads.reserve(16);
   for (int i = 0; i < 16; ++i) {
     threads.emplace_back([&] {
-      start.arrive_and_wait();
+      started.wait();
       EXPECT_NE(lazy->Clone(0), nullptr);
       EXPECT_NE(static_cast<MediaBufferLazy&>(*lazy).Target(), nullptr);
     });
   }
+  start.set_value();
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(gpu_.requests, 1);
 }

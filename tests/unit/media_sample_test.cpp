@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <new>
 #include <string>
@@ -181,18 +182,17 @@ TEST_F(MediaSampleTest, CloneHoldsTheListThroughout) {
    public:
     std::shared_ptr<IMediaBuffer> Clone(uint32_t) override {
       other = std::thread([this] {
-        started = true;
-        started.notify_one();
+        started.set_value();
         sample->AddBuffer(std::make_shared<FakeBuffer>());
         done = true;
       });
-      started.wait(false);
+      started.get_future().wait();
       EXPECT_FALSE(done);
       return std::make_shared<FakeBuffer>();
     }
     IMediaSample* sample = nullptr;
     std::thread other;
-    std::atomic<bool> started{false};
+    std::promise<void> started;
     std::atomic<bool> done{false};
   };
   const auto cloner = std::make_shared<Cloner>();
