@@ -12,7 +12,7 @@
 #include "mivare/helper.h"
 #include "orlo/md5.h"
 #include "support/failing_blocks.h"
-#include "support/host_desc.h"
+#include "support/fake_desc.h"
 #include "support/host_frame.h"
 #include "support/request.h"
 #include "support/trovel_balance.h"

@@ -11,7 +11,7 @@
 #include "allocator.h"
 #include "mivare/diagnostics.h"
 #include "mivare/helper.h"
-#include "support/host_desc.h"
+#include "support/fake_desc.h"
 #include "support/host_frame.h"
 #include "support/log_capture.h"
 #include "support/request.h"

@@ -307,7 +307,7 @@ TEST(LoadBmp, GivesBackEveryPixelThatWasDumped) {
     ASSERT_TRUE(frame && loaded);
     const LockedBuffer from(*frame, true);
     const LockedBuffer to(*loaded, true);
-    const auto row_bytes = static_cast<size_t>(4 * size.width);
+    const auto row_bytes = 4 * static_cast<size_t>(size.width);
     for (int32_t y = 0; y < size.height; ++y) {
       const Bytes row = Counting(static_cast<uint8_t>(31 * y + 7), row_bytes);
       std::copy(row.begin(), row.end(), from.plane(0) + y * from.pitch(0));
