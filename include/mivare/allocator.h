@@ -77,7 +77,8 @@ MIVARE_API int32_t NUXMivareFrameMemoryManagerAcquire(IFrameMemoryManager** out)
 extern "C" MIVARE_API int32_t NUXMivareDefaultAllocatorInit(mivare::IGpuAllocator* gpu);
 
 /// Takes one Init back; the last one stops the worker thread and drops every pooled buffer. Frames
-/// still out stay valid and are destroyed at their last handle. Returns 0. Thread-safe.
+/// still out stay valid, while the library is loaded, and are destroyed at their last handle.
+/// Returns 0. Thread-safe.
 extern "C" MIVARE_API int32_t NUXMivareDefaultAllocatorUninit();
 
 /// Lends the process-wide allocator, for the life of the process: never delete it. It may be asked
