@@ -24,7 +24,7 @@ std::atomic<Clock*> replacement{nullptr};
 }  // namespace
 
 Clock& CurrentClock() noexcept {
-  // Never destroyed: at process exit the worker may still ask for the time.
+  // In place and never destroyed: the worker reads it until the process is gone.
   alignas(PlatformClock) static unsigned char storage[sizeof(PlatformClock)];
   static Clock& platform_clock = *new (storage) PlatformClock;
   Clock* replaced = replacement.load(std::memory_order_acquire);
