@@ -36,16 +36,17 @@ extern "C" MIVARE_API void NUXMivareDumpMediaBuffer(const char* prefix,
 /// the same width and height. Every row takes 4 bytes a pixel from the file, also of 24-bit images,
 /// whose pixels become opaque; the data begin right behind the headers. All rows are written,
 /// however short the file: rows that it lacks repeat what was read last, or are zeros. `path` goes
-/// to fopen as it is. Returns whether pixels were written; false also when anything is missing,
-/// cannot be opened or locked, or the headers are cut short. Reentrant.
+/// to the C library's fopen as it is, also where the dump takes UTF-8. Returns whether pixels were
+/// written; false also when anything is missing, cannot be opened or locked, or the headers are cut
+/// short. Reentrant.
 extern "C" MIVARE_API bool NUXMivareLoadBMP(const char* path,
                                             std::shared_ptr<mivare::IMediaBuffer> buffer);
 
 /// Reads a file of NUXMivareDumpMediaBuffer back into a frame of the same format and size: smt 1
 /// and 6 raw, where a short file leaves the rest of the frame as it was, and smt 45 through
-/// NUXMivareLoadBMP. `path` is the whole name; the file must be writable, too, but is not written.
-/// Returns whether the file was opened and the frame locked; false, and a line in the log, for
-/// other formats and missing arguments. Reentrant.
+/// NUXMivareLoadBMP. `path` is the whole name, for fopen as it is; a raw file must be writable but
+/// is not written. Returns whether it was opened and the frame locked; false, and a line in the
+/// log, for other formats and missing arguments. Reentrant.
 extern "C" MIVARE_API bool NUXMivareLoadMediaBuffer(const char* path,
                                                     std::shared_ptr<mivare::IMediaBuffer> buffer);
 
