@@ -3,6 +3,7 @@
 # a display, without Wine's chatter, and without touching anybody's home.
 set -eu
 export WINEPREFIX="$1" HOME="$1" WINEDEBUG="${WINEDEBUG:--all}" WINEARCH=win64
+export LC_ALL=C.UTF-8  # else Wine has no names for files beyond ASCII
 export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
 unset DISPLAY WAYLAND_DISPLAY XDG_CONFIG_HOME XDG_CACHE_HOME XDG_DATA_HOME
 shift
