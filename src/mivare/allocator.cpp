@@ -4,6 +4,7 @@
 
 #include "base/log.h"
 #include "buffer_factory.h"
+#include "media_types.h"
 #include "mivare/media_desc.h"
 #include "pool_key.h"
 #include "slot.h"
@@ -20,10 +21,10 @@ void LogCreationFailure() {
 
 void LogRefusal(const IMediaDesc& desc) {
   constexpr char kFunction[] = "mivare::allocator::Alloc";
-  if (desc.GetMediaType() == 1) {
+  if (desc.GetMediaType() == kMediaVideo) {
     MIVARE_LOG(kLogError, "%s cpu video: smt[%d]w[%d]h[%d]", kFunction, desc.GetSmt(),
                static_cast<int32_t>(desc.GetWidth()), static_cast<int32_t>(desc.GetHeight()));
-  } else if (desc.GetMediaType() == 2) {
+  } else if (desc.GetMediaType() == kMediaAudio) {
     // The rate stands where the smt is announced and the channels where the rate is; readers of
     // these logs count on it. The last place means nothing.
     const auto channels = static_cast<int32_t>(desc.GetChannels());
@@ -72,7 +73,7 @@ PooledBuffer allocator::Obtain(IMediaDesc* desc, IMediaBuffer* source) try {
     return nullptr;
   }
   IMediaDesc* own = buffer->GetDescRaw();
-  if (desc != nullptr && own != nullptr && own->GetMediaType() == 1) {
+  if (desc != nullptr && own != nullptr && own->GetMediaType() == kMediaVideo) {
     own->SetWidthHeight(static_cast<int32_t>(desc->GetWidth()),
                         static_cast<int32_t>(desc->GetHeight()));
   }

@@ -5,6 +5,7 @@
 #include "allocator.h"
 #include "base/log.h"
 #include "media_buffer_lazy.h"
+#include "media_types.h"
 #include "mivare/gpu_allocator.h"
 #include "mivare/media_buffer.h"
 #include "mivare/media_desc.h"
@@ -12,8 +13,6 @@
 
 namespace mivare {
 namespace {
-
-constexpr uint32_t kDeviceMemory = 1;
 
 bool IsDeviceFrame(IMediaBuffer* buffer) {
   const IMediaDesc* desc = buffer != nullptr ? buffer->GetDesc(0) : nullptr;

@@ -1,9 +1,9 @@
 #include "allocator_mgr.h"
 
-#include <new>
 #include <utility>
 
 #include "base/log.h"
+#include "base/never_destroyed.h"
 #include "hybrid_frame_allocator.h"
 #include "mivare/media_buffer.h"
 #include "orlo/event_bus.h"
@@ -21,10 +21,9 @@ struct ExitGuard {
 }  // namespace
 
 AllocatorMgrDecoImpl& AllocatorMgrDecoImpl::Instance() {
-  alignas(AllocatorMgrDecoImpl) static unsigned char storage[sizeof(AllocatorMgrDecoImpl)];
-  static AllocatorMgrDecoImpl& manager = *new (storage) AllocatorMgrDecoImpl;
-  static const ExitGuard guard{manager};
-  return manager;
+  static NeverDestroyed<AllocatorMgrDecoImpl> manager;
+  static const ExitGuard guard{manager.get()};
+  return manager.get();
 }
 
 std::shared_ptr<IAllocator> AllocatorMgrDecoImpl::Current() {

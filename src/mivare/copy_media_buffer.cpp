@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "base/log.h"
+#include "media_types.h"
 #include "mivare/diagnostics.h"
 #include "mivare/helper.h"
 #include "mivare/media_desc.h"
@@ -92,11 +93,11 @@ int32_t Copy(IMediaBuffer* destination, IMediaBuffer* source) {
   const IMediaDesc* from = source->GetDesc(0);
   if (to == nullptr || from == nullptr) return Refuse("input param error", kNullDescLine);
   if (to->GetSmt() != from->GetSmt()) return Refuse("submediatype not equal", kFormatLine);
-  if (from->GetMediaType() == 2) {
+  if (from->GetMediaType() == kMediaAudio) {
     destination->CopyFrom(source);
     return 0;
   }
-  if (from->GetMediaType() != 1) return 1;
+  if (from->GetMediaType() != kMediaVideo) return 1;
   if (to->GetWidth() != from->GetWidth() || to->GetHeight() != from->GetHeight()) {
     return Refuse("resolution not equal", kSizeLine);
   }

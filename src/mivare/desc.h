@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "media_types.h"
 #include "mivare/media_desc.h"
 
 namespace mivare {
@@ -14,11 +15,6 @@ class IExtendData;
 class ITrackAudioVolumeManager;
 class IVideoMultiCameraFrameManger;
 class UserDataMap;
-
-/// The media types that descriptions have.
-inline constexpr uint32_t kMediaVideo = 1;
-inline constexpr uint32_t kMediaAudio = 2;
-inline constexpr uint32_t kMediaSubtitle = 5;
 
 /// The four stores, the frame size and the place in memory. What it answers for sound and pitches
 /// is "there are none".

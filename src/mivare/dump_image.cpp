@@ -6,6 +6,7 @@
 #include "base/little_endian.h"
 #include "base/log.h"
 #include "base/mutex.h"
+#include "base/never_destroyed.h"
 #include "bmp_file.h"
 #include "dump_file.h"
 #include "image_format.h"
@@ -19,15 +20,15 @@ namespace {
 constexpr int32_t kDone = 0;
 constexpr int32_t kFailed = -1;
 
-// Made at first use and never destroyed: hosts dump at any time of the process's life.
+// Hosts dump at any time of the process's life.
 Mutex& BmpTurn() {
-  static Mutex& turn = *new Mutex;
-  return turn;
+  static NeverDestroyed<Mutex> turn;
+  return turn.get();
 }
 
 Mutex& TgaTurn() {
-  static Mutex& turn = *new Mutex;
-  return turn;
+  static NeverDestroyed<Mutex> turn;
+  return turn.get();
 }
 
 // A pixel of four little-endian 16-bit samples becomes the high bytes of 2, 1, 0 and 3.

@@ -5,6 +5,7 @@
 
 #include "base/log.h"
 #include "dump_file.h"
+#include "media_types.h"
 #include "mivare/allocator.h"
 #include "mivare/diagnostics.h"
 #include "mivare/helper.h"
@@ -14,9 +15,6 @@
 
 namespace mivare {
 namespace {
-
-constexpr uint32_t kAudio = 2;
-constexpr uint32_t kDeviceMemory = 1;
 
 DumpFile OpenRaw(const std::string& name, int line) {
   DumpFile file(platform::File(std::fopen(name.c_str(), "w+b")));
@@ -113,7 +111,7 @@ void Dump(const char* prefix, std::shared_ptr<IMediaBuffer> frame) {
     }
   }
   const int32_t smt = desc->GetSmt();
-  if (desc->GetMediaType() == kAudio) {
+  if (desc->GetMediaType() == kMediaAudio) {
     DumpAudio(prefix, *frame);
   } else if (raw::IsImageFormat(smt)) {
     NUXMivareDumpBMP((std::string(prefix) + ".bmp").c_str(), std::move(frame));

@@ -9,6 +9,7 @@
 #include "blank_fill.h"
 #include "blank_pool.h"
 #include "extend_keys.h"
+#include "media_types.h"
 #include "mivare/gpu_allocator.h"
 #include "mivare/media_desc.h"
 #include "mivare/user_data.h"
@@ -169,7 +170,8 @@ bool HybridBuffer::FillOnDevice() {
 }
 
 int32_t HybridBuffer::CopyFrom(IMediaBuffer* source) {
-  if (LocationOf(storage_.get()) != 0 || LocationOf(source) != 1) return storage_->CopyFrom(source);
+  if (LocationOf(storage_.get()) != 0 || LocationOf(source) != kDeviceMemory)
+    return storage_->CopyFrom(source);
   const std::shared_ptr<IGpuAllocator> gpu = gpu_allocator_.lock();
   if (gpu == nullptr) return storage_->CopyFrom(source);
   try {

@@ -12,6 +12,7 @@
 #include "frame_key.h"
 #include "frame_pools.h"
 #include "hybrid_frame.h"
+#include "media_types.h"
 #include "mivare/gpu_allocator.h"
 #include "mivare/media_desc.h"
 #include "orlo/val_any.h"
@@ -20,9 +21,6 @@ namespace mivare {
 namespace {
 
 constexpr const char* kUnit = unit::kHybridFrameAllocator;
-constexpr uint32_t kVideo = 1;
-constexpr uint32_t kAudio = 2;
-constexpr uint32_t kDeviceMemory = 1;
 constexpr int64_t kLowGpuMemory = 512 << 20;
 
 // Whether the present episode of low GPU memory has been logged. Guards no other data.
@@ -32,11 +30,11 @@ void LogFailedRequest(const IMediaDesc& desc) {
   constexpr char kName[] = "mivare::hybrid_frame_allocator::Alloc";
   const uint32_t media_type = desc.GetMediaType();
   MIVARE_LOG(kLogError, "%s mmt[%d]", kName, static_cast<int32_t>(media_type));
-  if (media_type == kVideo) {
+  if (media_type == kMediaVideo) {
     MIVARE_LOG(kLogError, "%s type[%d] video: smt[%d]w[%d]h[%d]", kName,
                static_cast<int32_t>(desc.GetMemoryLocation()), desc.GetSmt(),
                static_cast<int32_t>(desc.GetWidth()), static_cast<int32_t>(desc.GetHeight()));
-  } else if (media_type == kAudio) {
+  } else if (media_type == kMediaAudio) {
     MIVARE_LOG(kLogError, "%s cpu audio: smt[%d]samplerate[%d]ch[%d]", kName, desc.GetSmt(),
                static_cast<int32_t>(desc.GetSampleRate()),
                static_cast<int32_t>(desc.GetChannels()));
@@ -98,7 +96,7 @@ std::shared_ptr<IMediaBuffer> hybrid_frame_allocator::Alloc(IMediaDesc* desc, IM
 
 std::shared_ptr<IMediaBuffer> hybrid_frame_allocator::Serve(IMediaDesc* desc,
                                                             IMediaBuffer* source) {
-  if (desc->GetMediaType() == kAudio) return cpu_allocator_->Alloc(desc, source, nullptr);
+  if (desc->GetMediaType() == kMediaAudio) return cpu_allocator_->Alloc(desc, source, nullptr);
   if (HasHint(*desc, kBlankKey)) return AllocBlank(desc);
   return AllocPooled(desc, source, nullptr, nullptr);
 }

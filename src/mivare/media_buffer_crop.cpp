@@ -124,8 +124,7 @@ int32_t NUXMivareCreateMediaBufferCrop(std::shared_ptr<mivare::IMediaBuffer> mb,
                                        const uint32_t* rect,
                                        std::shared_ptr<mivare::IMediaBuffer>* out) try {
   if (mb == nullptr) {
-    MIVARE_LOG(mivare::kLogError, "error! %s line[%d]: mb is nullptr!",
-               "mivare::NUXMivareCreateMediaBufferCrop", __LINE__);
+    mivare::LogNoBuffer("mivare::NUXMivareCreateMediaBufferCrop", __LINE__);
     return -1;
   }
   if (rect == nullptr || out == nullptr) return -1;

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "forwarding_buffer.h"
+#include "media_types.h"
 #include "mivare/buffer_views.h"
 #include "mivare/helper.h"
 #include "mivare/media_desc.h"
@@ -10,8 +11,6 @@
 
 namespace mivare {
 namespace {
-
-constexpr uint32_t kDeviceMemory = 1;
 
 class MediaBufferProxy final : public ForwardingBuffer<MediaBufferProxy> {
  public:

@@ -1,5 +1,6 @@
 #include "pool_key.h"
 
+#include "desc/layout.h"
 #include "mivare/media_desc.h"
 
 namespace mivare {
@@ -46,8 +47,6 @@ KeyForm FormOf(uint32_t media_type, int32_t smt) {
 
 uint64_t SignExtend(int32_t value) { return static_cast<uint64_t>(int64_t{value}); }
 
-uint64_t Align64(uint32_t value) { return (value + 63U) & ~63U; }
-
 }  // namespace
 
 // Sums, not fields: a width above 65535 runs into the height, and such keys may coincide.
@@ -59,7 +58,8 @@ uint64_t GetPoolKey(const IMediaDesc* desc) {
   const uint64_t smt_term = SignExtend(smt) << 32U;
   switch (FormOf(media_type, smt)) {
     case KeyForm::kSize:
-      return type_term + smt_term + (Align64(desc->GetHeight()) << 16U) + Align64(desc->GetWidth());
+      return type_term + smt_term + (uint64_t{desc::RoundUpTo64(desc->GetHeight())} << 16U) +
+             desc::RoundUpTo64(desc->GetWidth());
     case KeyForm::kAudio:
       return type_term + smt_term + uint64_t{desc->GetSampleRate()} * 16U + desc->GetChannels();
     case KeyForm::kFormat: return type_term + (uint64_t{1} << 56U) + SignExtend(smt);

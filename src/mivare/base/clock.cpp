@@ -2,8 +2,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <new>
 
+#include "base/never_destroyed.h"
 #include "platform/platform.h"
 
 namespace mivare {
@@ -24,11 +24,9 @@ std::atomic<Clock*> replacement{nullptr};
 }  // namespace
 
 Clock& CurrentClock() noexcept {
-  // In place and never destroyed: the worker reads it until the process is gone.
-  alignas(PlatformClock) static unsigned char storage[sizeof(PlatformClock)];
-  static Clock& platform_clock = *new (storage) PlatformClock;
+  static NeverDestroyed<PlatformClock> platform_clock;
   Clock* replaced = replacement.load(std::memory_order_acquire);
-  return replaced != nullptr ? *replaced : platform_clock;
+  return replaced != nullptr ? *replaced : platform_clock.get();
 }
 
 void SetClock(Clock* clock) noexcept { replacement.store(clock, std::memory_order_release); }
