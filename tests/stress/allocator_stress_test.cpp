@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
-#include <latch>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -18,25 +16,13 @@
 #include "support/fake_gpu.h"
 #include "support/log_capture.h"
 #include "support/request.h"
+#include "support/together.h"
 #include "support/trovel_balance.h"
 
 namespace mivare::test {
 namespace {
 
 constexpr int kThreads = 8;
-
-/// Runs `work(i)` on threads that start together.
-void Together(int threads, const std::function<void(int)>& work) {
-  std::latch start(threads);
-  std::vector<std::thread> workers;
-  for (int i = 0; i < threads; ++i) {
-    workers.emplace_back([&start, &work, i] {
-      start.arrive_and_wait();
-      work(i);
-    });
-  }
-  for (std::thread& worker : workers) worker.join();
-}
 
 void Touch(IMediaBuffer& frame) {
   uint8_t* planes[8] = {};
