@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 
+#include "base/lock_order.h"
 #include "base/mutex.h"
 #include "buffer_base.h"
 #include "mivare/allocator.h"
@@ -47,7 +48,7 @@ class allocator : public IAllocatorEx {
   PooledBuffer Obtain(IMediaDesc* desc, IMediaBuffer* source) EXCLUDES(mutex_);
   Status SumOverSlots() const REQUIRES(mutex_);
 
-  Mutex mutex_;
+  Mutex mutex_ ACQUIRED_AFTER(lock_order::allocators) ACQUIRED_BEFORE(lock_order::pools);
   std::map<uint64_t, std::shared_ptr<Slot>> pools_ GUARDED_BY(mutex_);
   std::atomic<uint64_t> limit_bytes_{0};  // relaxed: a setting on its own
 };

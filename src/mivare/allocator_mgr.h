@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "allocator_decorator.h"
+#include "base/lock_order.h"
 #include "base/mutex.h"
 
 namespace mivare {
@@ -48,13 +49,14 @@ class AllocatorMgrDecoImpl final : public allocator_decorator {
   void ForgetAtExit() NO_THREAD_SAFETY_ANALYSIS;
   std::shared_ptr<IAllocator> Exchange(std::shared_ptr<IAllocator> next) EXCLUDES(mutex_);
 
-  Mutex mutex_;
+  Mutex mutex_ ACQUIRED_AFTER(lock_order::allocators);
   std::shared_ptr<IAllocator> current_ GUARDED_BY(mutex_);
   // Whether current_ is set, for process exit, which may not lock. Relaxed: it guards no data.
   std::atomic<bool> is_up_{false};
 
   // Puts Inits and Uninits in a row; taken before mutex_ and never held while an allocator goes.
-  Mutex init_mutex_ ACQUIRED_BEFORE(mutex_);
+  Mutex init_mutex_ ACQUIRED_AFTER(lock_order::objects)
+      ACQUIRED_BEFORE(mutex_, lock_order::allocators);
   uint64_t init_count_ GUARDED_BY(init_mutex_) = 0;  // wraps
   bool holds_bus_ GUARDED_BY(init_mutex_) = false;
 };

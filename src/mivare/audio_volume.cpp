@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "base/lock_order.h"
 #include "base/mutex.h"
 #include "face_ptr.h"
 
@@ -62,7 +63,7 @@ class impl final : public ITrackAudioVolumeManager,
  private:
   using Tracks = std::map<std::string, std::vector<uint64_t>>;
 
-  Mutex mutex_;
+  Mutex mutex_ ACQUIRED_BEFORE(lock_order::objects);
   Tracks tracks_ GUARDED_BY(mutex_);
   Tracks::iterator cursor_ GUARDED_BY(mutex_) = tracks_.end();
 };

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/lock_order.h"
 #include "base/mutex.h"
 #include "frame_list.h"
 
@@ -25,22 +26,22 @@ class BlankPool {
 
   /// Gives the frame that was returned first, stamped with the time; null when none is kept for
   /// reuse.
-  HybridBuffer* Take();
+  HybridBuffer* Take() EXCLUDES(mutex_);
 
   /// Takes a frame. False, with the frame left to the caller, for null and once the pool is closed.
-  bool Put(HybridBuffer* frame);
+  bool Put(HybridBuffer* frame) EXCLUDES(mutex_);
 
   /// Whether Release has nothing to do: no surplus, and the first frame was handed out less than
   /// 300 ms before `now`.
-  bool IsFresh(uint64_t now);
+  bool IsFresh(uint64_t now) EXCLUDES(mutex_);
 
   /// Moves the surplus to `out`, then the frames that were handed out 301 ms or more before `now`,
   /// up to the first younger one; all of them when `force` is set. Without `out` every frame is
   /// destroyed, whatever `force` and `now` are.
-  void Release(bool force, uint64_t now, FrameList* out);
+  void Release(bool force, uint64_t now, FrameList* out) EXCLUDES(mutex_);
 
   /// Refuses every Put from now on and moves all frames to `out`.
-  void Close(FrameList& out);
+  void Close(FrameList& out) EXCLUDES(mutex_);
 
  private:
   static constexpr size_t kMainSize = 32;
@@ -51,7 +52,7 @@ class BlankPool {
 
   HybridBuffer* PopFirst() REQUIRES(mutex_);
 
-  Mutex mutex_;
+  Mutex mutex_ ACQUIRED_AFTER(lock_order::pools);
   std::array<HybridBuffer*, kMainSize> frames_ GUARDED_BY(mutex_){};  // a ring
   size_t first_ GUARDED_BY(mutex_) = 0;
   size_t count_ GUARDED_BY(mutex_) = 0;

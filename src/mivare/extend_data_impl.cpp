@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/lock_order.h"
 #include "base/log.h"
 #include "base/mutex.h"
 
@@ -110,7 +111,7 @@ class impl final : public IExtendDataImpl {
   }
 
  private:
-  Mutex mutex_;
+  Mutex mutex_ ACQUIRED_BEFORE(lock_order::objects);
   Blocks blocks_ GUARDED_BY(mutex_);
 };
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/lock_order.h"
 #include "base/mutex.h"
 
 namespace mivare {
@@ -53,7 +54,7 @@ class FramePools {
   void Close() EXCLUDES(mutex_);
 
  private:
-  Mutex mutex_;
+  Mutex mutex_ ACQUIRED_AFTER(lock_order::allocators) ACQUIRED_BEFORE(lock_order::pools);
   std::map<std::string, std::shared_ptr<BlankPool>, std::less<>> pools_ GUARDED_BY(mutex_);
   std::deque<Task> tasks_ GUARDED_BY(mutex_);
   bool stop_ GUARDED_BY(mutex_) = false;

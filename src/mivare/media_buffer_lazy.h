@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "base/lock_order.h"
 #include "base/mutex.h"
 #include "forwarding_buffer.h"
 #include "mivare/helper.h"
@@ -32,7 +33,7 @@ class MediaBufferLazy final : public ForwardingBuffer<MediaBufferLazy> {
   const MediaDescPtr desc_;  // never null
   // Held during the request. The host's GPU allocator, which serves it, may come back to this
   // frame: it finds it without memory.
-  RecursiveMutex mutex_;
+  RecursiveMutex mutex_ ACQUIRED_BEFORE(lock_order::objects);
   std::shared_ptr<IMediaBuffer> buffer_ GUARDED_BY(mutex_);
   bool allocating_ GUARDED_BY(mutex_) = false;
 };

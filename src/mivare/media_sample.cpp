@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/lock_order.h"
 #include "base/mutex.h"
 #include "mivare/media_buffer.h"
 
@@ -36,7 +37,7 @@ class MediaSample final : public IMediaSample {
   uint64_t param2_;
   uint64_t param3_;
 
-  Mutex mutex_;
+  Mutex mutex_ ACQUIRED_BEFORE(lock_order::objects);
   std::vector<std::shared_ptr<IMediaBuffer>> buffers_ GUARDED_BY(mutex_);
 };
 

@@ -3,6 +3,7 @@
 #include <list>
 #include <string>
 
+#include "base/lock_order.h"
 #include "base/mutex.h"
 #include "face_ptr.h"
 
@@ -69,7 +70,7 @@ class impl final : public IVideoMultiCameraFrameManger,
   };
   using Records = std::list<Record>;
 
-  Mutex mutex_;
+  Mutex mutex_ ACQUIRED_BEFORE(lock_order::objects);
   Records records_ GUARDED_BY(mutex_);  // oldest first
 };
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "base/lock_order.h"
 #include "base/mutex.h"
 #include "mivare/user_data.h"
 #include "orlo/val_any.h"
@@ -49,7 +50,7 @@ class UserDataMap final : public IUserDataInquire, public IUserDataConfig {
   // The source's lock stands in for this map's own, which is not taken.
   void Merge(UserDataMap& source) NO_THREAD_SAFETY_ANALYSIS;
 
-  Mutex mutex_;
+  Mutex mutex_ ACQUIRED_BEFORE(lock_order::objects);
   Entries entries_ GUARDED_BY(mutex_);
   bool iteration_enabled_ GUARDED_BY(mutex_) = false;  // true for good after the first Set
   uint32_t cursor_ GUARDED_BY(mutex_) = 0;

@@ -16,6 +16,7 @@
 #define EXCLUDES(...) MIVARE_TSA(locks_excluded(__VA_ARGS__))
 #define ACQUIRE(...) MIVARE_TSA(acquire_capability(__VA_ARGS__))
 #define RELEASE(...) MIVARE_TSA(release_capability(__VA_ARGS__))
+#define ACQUIRED_AFTER(...) MIVARE_TSA(acquired_after(__VA_ARGS__))
 #define ACQUIRED_BEFORE(...) MIVARE_TSA(acquired_before(__VA_ARGS__))
 #define NO_THREAD_SAFETY_ANALYSIS MIVARE_TSA(no_thread_safety_analysis)
 
