@@ -10,6 +10,7 @@
 #include <memory>
 #include <vector>
 
+#include "base/lock_order.h"
 #include "base/mutex.h"
 
 namespace mivare {
@@ -42,6 +43,9 @@ class Slot {
   /// Bytes of all buffers of the slot and of the pooled ones. Returns 0.
   int32_t Status(uint64_t& all, uint64_t& free) const EXCLUDES(mutex_);
 
+  /// Whether there is no buffer of this slot, live or pooled. Takes no lock.
+  bool IsEmpty() const { return count_.load(std::memory_order_relaxed) == 0; }
+
   /// Whether a buffer was taken, or the slot made, less than 200 ms ago; true as well after the
   /// wall clock stepped back.
   bool IsRecentlyUsed() const;
@@ -49,7 +53,7 @@ class Slot {
  private:
   std::atomic<uint32_t> count_{0};      // live and pooled; written under mutex_
   std::atomic<uint32_t> unit_size_{0};  // bytes of one; written under mutex_
-  mutable Mutex mutex_;
+  mutable Mutex mutex_ ACQUIRED_AFTER(lock_order::pools);
   std::vector<std::unique_ptr<BufferBase>> free_list_ GUARDED_BY(mutex_);  // capacity >= count_
   std::atomic<int64_t> last_take_time_;  // microseconds; relaxed, a time stamp orders nothing
 };
