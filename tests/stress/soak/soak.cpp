@@ -5,7 +5,7 @@
 // Cycles of Init, four busy threads, Uninit; after each everything must be gone. In the end the
 // resident memory is compared with that after a warm-up, and an idle library with a thousand pools
 // is watched. Exit status 1 when anything is left, grows, or wastes time. Runs under a minute are
-// too short to judge memory by: they only print it.
+// too short to judge memory and time by: they only print them.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -37,6 +37,9 @@ constexpr uint64_t kMiB = 1 << 20;
 // of its own for each thread.
 constexpr uint64_t kTolerance = 16 * kMiB;
 constexpr double kIdlePercent = 0.1;
+// Each pass looks at each pool: a matter of the machine's caches, and of who else uses them.
+constexpr double kIdlePercentWithMany = 1;
+constexpr int kManyPools = 1024;
 
 // Device frames without a diary.
 class SoakGpu final : public IGpuAllocator {
@@ -153,7 +156,8 @@ class Soak {
     const uint64_t resident_before = ResidentBytes();
     while (Timer::now() - start_ < seconds(total_)) RunCycle();
     const uint64_t resident_after = ResidentBytes();
-    const double idle = MeasureIdle();
+    const double idle = MeasureIdle(1);
+    const double idle_with_many = MeasureIdle(kManyPools);
 
     const auto mib = [](uint64_t bytes) { return static_cast<double>(bytes) / kMiB; };
     std::printf("requests served            %llu, refused %llu, in %d cycles of %d s\n",
@@ -164,19 +168,22 @@ class Soak {
     std::printf("memory at the end          %.1f MiB\n", mib(resident_after));
     std::printf("threads                    %zu before, %zu while busy, %zu in the end\n",
                 threads_before_, threads_busy_, AwaitThreads());
-    std::printf("idle with %zu pools       %.3f %% of a core\n", kPools, idle);
+    std::printf("idle                       %.3f %% of a core, with %d pools %.3f %%\n", idle,
+                kManyPools, idle_with_many);
 
     if (served_ == 0 || refused_ > 0) Fail("not every request was served");
-    if (total_ >= 60 && resident_after > resident_before + kTolerance) Fail("the memory grows");
-    if (idle > kIdlePercent) Fail("an idle library costs too much time");
+    if (total_ >= 60) {
+      if (resident_after > resident_before + kTolerance) Fail("the memory grows");
+      if (idle > kIdlePercent || idle_with_many > kIdlePercentWithMany) {
+        Fail("an idle library costs too much time");
+      }
+    }
     if (AwaitThreads() > threads_before_) Fail("threads are left");
     std::printf("%s\n", failed_ ? "FAILED" : "passed");
     return failed_ ? 1 : 0;
   }
 
  private:
-  static constexpr size_t kPools = 1024;
-
   void Fail(const char* what) {
     std::printf("FAILED: %s\n", what);
     failed_ = true;
@@ -204,12 +211,11 @@ class Soak {
   }
 
   // The processor time of a library that is up and has nothing to do.
-  double MeasureIdle() {
+  double MeasureIdle(int pools) {
     NUXMivareDefaultAllocatorInit(&gpu_);
-    for (int width = 64; width <= 32 * 64; width += 64) {
-      for (int height = 64; height <= 32 * 64; height += 64) {
-        Manager().Alloc(VideoRequest(1, width, height).get(), nullptr, nullptr);
-      }
+    for (int i = 0; i < pools; ++i) {
+      const MediaDescPtr request = VideoRequest(1, 64 + i % 32 * 64, 64 + i / 32 * 64);
+      Manager().Alloc(request.get(), nullptr, nullptr);
     }
     std::this_thread::sleep_for(seconds(1));  // every frame grows old and goes, the pools stay
     const auto from = Timer::now();
