@@ -102,24 +102,32 @@ allocator::Status allocator::SumOverSlots() const {
   return sum;
 }
 
-int32_t allocator::GetMemoryStatus(uint64_t& all, uint64_t& free) {
+allocator::Status allocator::LockedSum() {
   const MutexLock lock(mutex_);
-  const Status sum = SumOverSlots();
+  return SumOverSlots();
+}
+
+int32_t allocator::GetMemoryStatus(uint64_t& all, uint64_t& free) {
+  const Status sum = LockedSum();
   all = sum.all;
   free = sum.free;
   return 0;
 }
 
+// Lines are logged without the lock: a sink may ask the allocator.
 void allocator::clear() {
   constexpr char kFunction[] = "mivare::allocator::clear";
   constexpr uint64_t kMegabyte = 1'000'000;
-  const MutexLock lock(mutex_);
-  const Status before = SumOverSlots();
+  const Status before = LockedSum();
   MIVARE_LOG(kLogStatus, "%s before status all[%lld]mb, free[%lld]mb", kFunction,
              static_cast<long long>(before.all / kMegabyte),
              static_cast<long long>(before.free / kMegabyte));
-  for (const auto& [key, slot] : pools_) slot->Clear();
-  const Status after = SumOverSlots();
+  Status after;
+  {
+    const MutexLock lock(mutex_);
+    for (const auto& [key, slot] : pools_) slot->Clear();
+    after = SumOverSlots();
+  }
   MIVARE_LOG(kLogStatus, "%s done. status all[%lld]mb, free[%lld]mb", kFunction,
              static_cast<long long>(after.all / kMegabyte),
              static_cast<long long>(after.free / kMegabyte));
@@ -135,20 +143,24 @@ bool allocator::FillBlank(IMediaBuffer*) { return false; }
 std::shared_ptr<IMediaBuffer> allocator::AllocLazy(IMediaDesc*) { return {}; }
 
 void allocator::reduce_memory() {
-  const MutexLock lock(mutex_);
   bool released = false;
-  for (const auto& [key, slot] : pools_) {
-    // An idle library comes by here ten times a second, with slots for whatever was ever asked for.
-    if (slot->IsEmpty()) continue;
-    if (!slot->IsRecentlyUsed() && slot->Clear() > 0) released = true;
+  Status sum;
+  {
+    const MutexLock lock(mutex_);
+    for (const auto& [key, slot] : pools_) {
+      // An idle library comes by here ten times a second, with slots for whatever was ever asked
+      // for.
+      if (slot->IsEmpty()) continue;
+      if (!slot->IsRecentlyUsed() && slot->Clear() > 0) released = true;
+    }
+    sum = SumOverSlots();
+    if (sum.all > limit_bytes_.load(std::memory_order_relaxed)) {
+      for (const auto& [key, slot] : pools_) slot->Clear();
+    }
   }
-  const Status sum = SumOverSlots();
   if (released) {
     MIVARE_LOG(kLogStatus, "%s all[%lldMB] free[%lldMB]", "mivare::allocator::reduce_memory",
                static_cast<long long>(sum.all >> 20U), static_cast<long long>(sum.free >> 20U));
-  }
-  if (sum.all > limit_bytes_.load(std::memory_order_relaxed)) {
-    for (const auto& [key, slot] : pools_) slot->Clear();
   }
 }
 

@@ -14,6 +14,7 @@
 #include "mivare/helper.h"
 #include "mivare/multi_camera.h"
 #include "mivare/user_data.h"
+#include "orlo/log.h"
 #include "support/failing_blocks.h"
 #include "support/fake_buffer.h"
 #include "support/fake_clock.h"
@@ -393,6 +394,25 @@ TEST_F(AllocatorTest, ReduceEmptiesEveryPoolByDefault) {
   cpu->reduce_memory();
   EXPECT_EQ(Status(), (Memory{0, 0}));
   EXPECT_TRUE(log.Lines().empty()) << "a limit is no idleness";
+}
+
+TEST_F(AllocatorTest, AnswersLogSinksWhileItReports) {
+  struct Asker {
+    IAllocatorEx* cpu;
+    int answers = 0;
+    static void Ask(void* context, const char*, int32_t, const char*) {
+      auto* self = static_cast<Asker*>(context);
+      Memory memory;
+      if (self->cpu->GetMemoryStatus(memory.all, memory.free) == 0) ++self->answers;
+    }
+  } asker{cpu.get()};
+  Alloc(*Video(1, 1920, 1080)).reset();
+  const uint64_t sink = orlo::AddLogSink(&Asker::Ask, &asker);
+  clock.Advance(200);
+  cpu->reduce_memory();
+  cpu->clear();
+  orlo::RemoveLogSink(sink);
+  EXPECT_EQ(asker.answers, 3);
 }
 
 // Three buffers that say they have a given size, one of them pooled.
