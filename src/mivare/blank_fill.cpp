@@ -4,11 +4,13 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 #include "base/log.h"
 #include "mivare/media_buffer.h"
 #include "mivare/media_desc.h"
+#include "plane_walker.h"
 
 namespace mivare {
 namespace {
@@ -42,52 +44,49 @@ constexpr FrameFill kFills[] = {
     {15000, 1, {{kZero}}},
 };
 
-uint64_t Scale(Extent extent, uint32_t size) {
+int64_t Scale(Extent extent, uint32_t size) {
   switch (extent) {
     case Extent::kFull: return size;
-    case Extent::kHalf: return (uint64_t{size} + 1) / 2;
+    case Extent::kHalf: return (int64_t{size} + 1) / 2;
     case Extent::kNone: break;
   }
   return 0;
 }
 
-// Rows may run upwards through memory (a negative pitch) in buffers outside the library.
-size_t RowBytes(int32_t pitch) {
-  const auto wide = static_cast<int64_t>(pitch);
-  return static_cast<size_t>(wide < 0 ? -wide : wide);
+void FillBytes(const PlaneWalker& rows, uint8_t value) {
+  for (const RowPart& part : rows) std::memset(part.data, value, part.bytes);
 }
 
-void FillBytes(uint8_t* plane, int32_t pitch, uint64_t rows, uint8_t value) {
-  for (uint64_t row = 0; row < rows; ++row) {
-    std::memset(plane + static_cast<ptrdiff_t>(row) * pitch, value, RowBytes(pitch));
-  }
-}
-
-void FillWords(uint8_t* plane, int32_t pitch, uint64_t rows, uint64_t samples, uint16_t value) {
-  samples = std::min<uint64_t>(samples, RowBytes(pitch) / 2);
-  if (rows == 0 || samples == 0) return;
-  for (uint64_t i = 0; i < samples; ++i) {
-    plane[2 * i] = static_cast<uint8_t>(value & 0xFF);  // little-endian, as the formats are
-    plane[2 * i + 1] = static_cast<uint8_t>(value >> 8);
-  }
-  for (uint64_t row = 1; row < rows; ++row) {
-    std::memcpy(plane + static_cast<ptrdiff_t>(row) * pitch, plane, 2 * samples);
-  }
-}
-
-void FillPlanes(const FrameFill& fill, const IMediaDesc& desc, uint8_t* const* planes,
-                const int32_t* pitches) {
-  for (size_t i = 0; i < fill.planes.size(); ++i) {
-    const PlaneFill& plane = fill.planes[i];
-    if (plane.extent == Extent::kNone || planes[i] == nullptr) continue;
-    const uint64_t rows = Scale(plane.extent, desc.GetHeight());
-    if (fill.sample_bytes == 1) {
-      FillBytes(planes[i], pitches[i], rows, static_cast<uint8_t>(plane.value));
+void FillWords(const PlaneWalker& rows, uint16_t value) {
+  const uint8_t word[2] = {static_cast<uint8_t>(value & 0xFF),  // little-endian, as the formats are
+                           static_cast<uint8_t>(value >> 8)};
+  RowPart filled;  // what it holds is right for each part that is no longer and starts alike
+  for (const RowPart& part : rows) {
+    if (part.first == filled.first && part.bytes <= filled.bytes) {
+      std::memmove(part.data, filled.data, part.bytes);
       continue;
     }
+    for (size_t i = 0; i < part.bytes; ++i) {
+      part.data[i] = word[(static_cast<size_t>(part.first) + i) % 2];
+    }
+    filled = part;
+  }
+}
+
+void FillPlanes(const FrameFill& fill, const IMediaDesc& desc, const WalkedBuffer& frame) {
+  for (size_t i = 0; i < fill.planes.size(); ++i) {
+    const PlaneFill& plane = fill.planes[i];
+    if (plane.extent == Extent::kNone) continue;
+    const int64_t rows = Scale(plane.extent, desc.GetHeight());
+    // Rows may run upwards through memory.
+    const int64_t padded = std::abs(int64_t{frame.pitch(i)});
+    if (fill.sample_bytes == 1) {
+      FillBytes(frame.Rows(i, rows, padded), static_cast<uint8_t>(plane.value));
+      continue;
+    }
+    const int64_t samples = std::min(Scale(plane.extent, desc.GetWidth()), padded / 2);
     const bool full_range_luma = i == 0 && desc.GetVideoSignalRange() != 0;
-    FillWords(planes[i], pitches[i], rows, Scale(plane.extent, desc.GetWidth()),
-              full_range_luma ? uint16_t{0} : plane.value);
+    FillWords(frame.Rows(i, rows, 2 * samples), full_range_luma ? uint16_t{0} : plane.value);
   }
 }
 
@@ -107,11 +106,8 @@ void BlankFill(IMediaBuffer* frame) {
                smt);
     return;
   }
-  uint8_t* planes[8] = {};
-  int32_t pitches[8] = {};
-  if (frame->Lock(planes, pitches, nullptr, nullptr) != 0) return;
-  FillPlanes(*fill, *desc, planes, pitches);
-  frame->Unlock();
+  const WalkedBuffer locked(*frame);
+  if (locked.ok()) FillPlanes(*fill, *desc, locked);
 }
 
 }  // namespace mivare

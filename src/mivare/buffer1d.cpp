@@ -6,12 +6,14 @@
 #include <new>
 #include <utility>
 
+#include "base/address.h"
 #include "base/block_source.h"
 #include "base/log.h"
 #include "base/memory_signal.h"
 #include "desc.h"
 #include "mivare/allocator.h"
 #include "mivare/media_desc.h"
+#include "plane_walker.h"
 
 namespace mivare {
 namespace {
@@ -30,8 +32,8 @@ std::shared_ptr<MemoryData> MakeBlock(int32_t size) try {
 }
 
 // The ranges may overlap: hosts write a buffer's own bytes back to it.
-void CopyBytes(uint8_t* to, const uint8_t* from, int32_t count) {
-  if (count > 0) std::memmove(to, from, static_cast<size_t>(count));
+void CopyBytes(uint8_t* to, const uint8_t* from, size_t count) {
+  if (count > 0) std::memmove(to, from, count);
 }
 
 }  // namespace
@@ -76,18 +78,24 @@ int32_t Buffer1d::CopyFrom(IMediaBuffer* source) {
   uint8_t* planes[8] = {};
   int32_t pitches[8] = {};
   source->Lock(planes, pitches, nullptr, nullptr);
-  // A linear source may claim more bytes than it has.
-  const auto* linear = dynamic_cast<const Buffer1d*>(source);
-  const int32_t readable =
-      linear != nullptr ? std::min(pitches[0], linear->Capacity()) : pitches[0];
-  Replace(planes[0], readable, pitches[0]);
+  // A source may claim more bytes than it has.
+  Replace(planes[0], PartOf(planes[0], pitches[0], BlockBehind(*source)), pitches[0]);
   source->Unlock();
   return 0;
 }
 
-int32_t Buffer1d::SetData(const uint8_t* data, int32_t size) { return Replace(data, size, size); }
+int32_t Buffer1d::SetData(const uint8_t* data, int32_t size) {
+  return Replace(data, OwnPart(data, size), size);
+}
 
-int32_t Buffer1d::Replace(const uint8_t* data, int32_t readable, int32_t size) {
+// A buffer's own bytes, which hosts write back to it, end with its block; a host's are all there.
+RowPart Buffer1d::OwnPart(const uint8_t* data, int64_t size) {
+  const std::optional<MemoryBlock> block = Block();
+  const bool own = static_cast<uint64_t>(Distance(block->data, data)) < block->size;
+  return PartOf(const_cast<uint8_t*>(data), size, own ? block : std::nullopt);  // only read from
+}
+
+int32_t Buffer1d::Replace(const uint8_t* data, const RowPart& part, int32_t size) {
   if (data == nullptr || size < 1) {
     LogRefusal();
     return -1;
@@ -102,7 +110,7 @@ int32_t Buffer1d::Replace(const uint8_t* data, int32_t readable, int32_t size) {
     if (DescBase* desc = LibraryDesc()) desc->SetDataLength(size);
     old = std::exchange(memory_, std::move(block));
   }
-  CopyBytes(memory_->data.get(), data, readable);
+  CopyBytes(memory_->data.get() + part.first, part.data, part.bytes);
   size_ = size;
   return 0;
 }
@@ -131,7 +139,7 @@ bool Buffer1d::AppendData(const uint8_t* data, uint32_t size) {
     LogRefusal();
     return false;
   }
-  const auto count = static_cast<int32_t>(size);
+  const RowPart part = OwnPart(data, size);
   if (Capacity() < needed) {
     std::shared_ptr<MemoryData> block = MakeBlock(static_cast<int32_t>(needed));
     if (block == nullptr) {
@@ -139,18 +147,24 @@ bool Buffer1d::AppendData(const uint8_t* data, uint32_t size) {
       return false;
     }
     if (memory_ != nullptr) {
-      CopyBytes(block->data.get(), memory_->data.get(), std::min(size_, Capacity()));
+      const int32_t kept = std::min(size_, Capacity());
+      CopyBytes(block->data.get(), memory_->data.get(), static_cast<size_t>(kept));
     }
-    CopyBytes(block->data.get() + size_, data, count);
+    CopyBytes(block->data.get() + size_, part.data, part.bytes);
     memory_ = std::move(block);
-  } else if (count > 0) {
-    CopyBytes(memory_->data.get() + size_, data, count);
+  } else if (part.bytes > 0) {
+    CopyBytes(memory_->data.get() + size_, part.data, part.bytes);
   }
   size_ = static_cast<int32_t>(needed);
   return true;
 }
 
 void Buffer1d::OnRecycle() { size_ = 0; }
+
+std::optional<MemoryBlock> Buffer1d::Block() {
+  return MemoryBlock{memory_ != nullptr ? memory_->data.get() : nullptr,
+                     static_cast<size_t>(Capacity())};
+}
 
 bool Buffer1d::Init(IMediaDesc* desc) {
   if (desc == nullptr) {

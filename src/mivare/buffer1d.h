@@ -5,8 +5,11 @@
 #include <memory>
 
 #include "buffer_base.h"
+#include "memory_block.h"
 
 namespace mivare {
+
+struct RowPart;
 
 /// A block of bytes. Shared, so that it stays valid for whoever still reads it after its buffer has
 /// moved on to a bigger one.
@@ -20,7 +23,7 @@ struct MemoryData {
 };
 
 /// Bitstream packets, text subtitles, PCM audio. Grows exactly as far as it must. Thread-bound.
-class Buffer1d : public BufferBase {
+class Buffer1d : public BufferBase, public BlockHolder {
  public:
   /// Every linear buffer starts with this many bytes, whatever its description says.
   static constexpr int32_t kInitialCapacity = 20000;
@@ -35,6 +38,7 @@ class Buffer1d : public BufferBase {
   int32_t SetDataSize(int32_t size) override;
   bool AppendData(const uint8_t* data, uint32_t size) override;
   void OnRecycle() override;
+  std::optional<MemoryBlock> Block() override;
 
   /// Clones `desc` and allocates the first block. False (logged) on failure.
   virtual bool Init(IMediaDesc* desc);
@@ -44,8 +48,10 @@ class Buffer1d : public BufferBase {
 
  private:
   int32_t Capacity() const { return memory_ != nullptr ? memory_->capacity : 0; }
-  /// SetData with `readable` of the `size` bytes at `data`.
-  int32_t Replace(const uint8_t* data, int32_t readable, int32_t size);
+  /// What is there of `size` bytes at `data` that a caller hands in.
+  RowPart OwnPart(const uint8_t* data, int64_t size);
+  /// SetData with the part that is there.
+  int32_t Replace(const uint8_t* data, const RowPart& part, int32_t size);
 
   int32_t size_ = 0;  // the host's word, unchecked: may be negative or beyond the capacity
   std::shared_ptr<MemoryData> memory_;

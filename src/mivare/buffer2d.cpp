@@ -6,6 +6,7 @@
 
 #include "aligned_heap.h"
 #include "allocator_mgr.h"
+#include "base/address.h"
 #include "base/block_source.h"
 #include "base/log.h"
 #include "desc.h"
@@ -48,7 +49,7 @@ int32_t Buffer2d::Lock(uint8_t* planes[8], int32_t pitches[8], void*, uint32_t*)
   }
   const std::vector<uint32_t>& offsets = desc->PlaneOffsets();
   for (size_t i = 0; i < std::min<size_t>(offsets.size(), 8); ++i) {
-    planes[i] = data_.get() + offsets[i];
+    planes[i] = Moved(data_.get(), offsets[i]);  // offsets wrap, and may lead out of the block
   }
   return 0;
 }
@@ -89,6 +90,8 @@ std::shared_ptr<IMediaBuffer> Buffer2d::Clone(uint32_t) try {
 } catch (...) {
   return {};
 }
+
+std::optional<MemoryBlock> Buffer2d::Block() { return MemoryBlock{data_.get(), size_}; }
 
 void Buffer2d::Refresh() {
   const IMediaDesc* desc = GetDesc(0);
@@ -137,6 +140,7 @@ bool Buffer2d::Init(IMediaDesc* desc) {
     MIVARE_LOG(kLogError, "error. %s line[%d] length[%d]", kInit, __LINE__, length);
     return false;
   }
+  size_ = static_cast<uint32_t>(length);
   SetDesc(std::move(clone));
   Refresh();
   return true;

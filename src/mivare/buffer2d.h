@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "buffer_base.h"
+#include "memory_block.h"
 
 namespace mivare {
 
@@ -17,7 +18,7 @@ struct FrameBlockDeleter {
 using FrameBlock = std::unique_ptr<uint8_t, FrameBlockDeleter>;
 
 /// A planar or packed video frame. The block never changes size after Init. Thread-bound.
-class Buffer2d : public BufferBase {
+class Buffer2d : public BufferBase, public BlockHolder {
  public:
   static constexpr uint32_t kVirtualAllocThreshold = 2U << 20;
   /// The largest width x height.
@@ -43,6 +44,7 @@ class Buffer2d : public BufferBase {
   int32_t CopyFrom(IMediaBuffer* source) override;
   std::shared_ptr<IMediaBuffer> Clone(uint32_t flags) override;
   void Refresh() override;
+  std::optional<MemoryBlock> Block() override;
 
   /// Clones `desc` and allocates the frame it lays out. False (logged) on failure.
   bool Init(IMediaDesc* desc);
@@ -55,6 +57,7 @@ class Buffer2d : public BufferBase {
   bool AllocMemory(uint32_t size);
 
   FrameBlock data_;
+  uint32_t size_ = 0;
   View view_;
 };
 

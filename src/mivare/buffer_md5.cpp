@@ -7,9 +7,9 @@
 
 #include "base/block_source.h"
 #include "mivare/diagnostics.h"
-#include "mivare/helper.h"
 #include "mivare/media_desc.h"
 #include "orlo/md5.h"
+#include "plane_walker.h"
 
 namespace mivare {
 namespace {
@@ -35,8 +35,8 @@ int32_t Digest(IMediaBuffer* buffer, std::string* digest) {
   const auto width = static_cast<int32_t>(desc->GetWidth());
   const auto height = static_cast<int32_t>(desc->GetHeight());
   if (pixel_bytes == 0 || width < 0 || height < 0) return kFailed;
-  const LockedBuffer lock(*buffer);
-  if (!lock.ok() || lock.plane(0) == nullptr) return kFailed;
+  const WalkedBuffer locked(*buffer);
+  if (!locked.ok() || locked.plane(0) == nullptr) return kFailed;
 
   const auto step = static_cast<size_t>(width);
   const auto rows = static_cast<size_t>(height);
@@ -45,9 +45,9 @@ int32_t Digest(IMediaBuffer* buffer, std::string* digest) {
   const size_t size = row_bytes * rows;
   const std::unique_ptr<uint8_t[]> block(CurrentBlockSource().new_bytes(size));
   // Rows start a pixel count apart, not a byte count: digests that people keep depend on it.
-  for (size_t row = 0; row < rows; ++row) {
-    const ptrdiff_t offset = static_cast<ptrdiff_t>(row) * lock.pitch(0);
-    std::memcpy(block.get() + row * step, lock.plane(0) + offset, row_bytes);
+  for (const RowPart& part : locked.Rows(0, height, static_cast<int64_t>(row_bytes))) {
+    const size_t at = static_cast<size_t>(part.row) * step + static_cast<size_t>(part.first);
+    std::memcpy(block.get() + at, part.data, part.bytes);
   }
   std::string text = orlo::md5::MD5String(block.get(), size);
   if (text.empty()) return kFailed;

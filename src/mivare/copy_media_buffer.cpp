@@ -4,8 +4,8 @@
 #include "base/log.h"
 #include "media_types.h"
 #include "mivare/diagnostics.h"
-#include "mivare/helper.h"
 #include "mivare/media_desc.h"
+#include "plane_walker.h"
 
 namespace mivare {
 namespace {
@@ -40,9 +40,8 @@ const char* RowsOf(int32_t smt) {
   return kOtherRows;
 }
 
-size_t RowCount(char rows, int32_t height) {
-  const int64_t count = rows == kFull ? int64_t{height} : (int64_t{height} + 1) / 2;
-  return count > 0 ? static_cast<size_t>(count) : 0;
+int64_t RowCount(char rows, int32_t height) {
+  return rows == kFull ? int64_t{height} : (int64_t{height} + 1) / 2;
 }
 
 int32_t Refuse(const char* what, int line) {
@@ -50,26 +49,27 @@ int32_t Refuse(const char* what, int line) {
   return -1;
 }
 
-bool HasPlane(const LockedBuffer& buffer, size_t i) {
+bool HasPlane(const WalkedBuffer& buffer, size_t i) {
   return buffer.ok() && buffer.plane(i) != nullptr && buffer.pitch(i) > 0;
 }
 
 // Whole pitches, padding included: readers of the copy may look at it.
-void CopyPlane(uint8_t* to, size_t to_pitch, const uint8_t* from, size_t from_pitch, size_t rows) {
-  if (to_pitch == from_pitch) {
-    std::memmove(to, from, to_pitch * rows);
-    return;
+void CopyPlane(const WalkedBuffer& to, const WalkedBuffer& from, size_t i, int64_t rows) {
+  int64_t width = std::min(to.pitch(i), from.pitch(i));
+  if (to.pitch(i) == from.pitch(i) && rows > 0) {
+    width *= rows;
+    rows = 1;
   }
-  const size_t width = std::min(to_pitch, from_pitch);
-  for (size_t row = 0; row < rows; ++row) {
-    std::memmove(to + row * to_pitch, from + row * from_pitch, width);
-  }
+  PlaneWalker::VisitPairs(to.Rows(i, rows, width), from.Rows(i, rows, width),
+                          [](const RowPart& target, const RowPart& part) {
+                            std::memmove(target.data, part.data, part.bytes);
+                          });
 }
 
 int32_t CopyPlanes(IMediaBuffer& destination, IMediaBuffer& source, const char* rows,
                    int32_t height) {
-  const LockedBuffer to(destination, true);
-  const LockedBuffer from(source);
+  const WalkedBuffer to(destination, true);
+  const WalkedBuffer from(source);
   const size_t planes = std::strlen(rows);
   // Nothing is written unless every plane can be.
   for (size_t i = 0; i < planes; ++i) {
@@ -79,8 +79,7 @@ int32_t CopyPlanes(IMediaBuffer& destination, IMediaBuffer& source, const char* 
     }
   }
   for (size_t i = 0; i < planes; ++i) {
-    CopyPlane(to.plane(i), static_cast<size_t>(to.pitch(i)), from.plane(i),
-              static_cast<size_t>(from.pitch(i)), RowCount(rows[i], height));
+    CopyPlane(to, from, i, RowCount(rows[i], height));
   }
   return 0;
 }

@@ -1,4 +1,5 @@
 // What one description takes over from another of any class, hosts' own included.
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -29,7 +30,9 @@ void CopyExtendData(IExtendData& destination, IExtendData& source) {
     if (scratch.size() < size) scratch.resize(size);
     auto length = static_cast<int32_t>(scratch.size());
     if (source.GetExtendData(key, scratch.data(), &length)) {
-      destination.SetExtendData(key, scratch.data(), length);
+      // A store may say more than it has found room for.
+      const auto room = static_cast<int32_t>(std::min<size_t>(scratch.size(), INT32_MAX));
+      destination.SetExtendData(key, scratch.data(), std::min(length, room));
     }
   }
 }

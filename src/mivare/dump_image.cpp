@@ -11,7 +11,6 @@
 #include "dump_file.h"
 #include "image_format.h"
 #include "mivare/diagnostics.h"
-#include "mivare/helper.h"
 #include "mivare/media_desc.h"
 
 namespace mivare {
@@ -53,16 +52,14 @@ int32_t DumpBmp(const char* path, IMediaBuffer& frame) {
   if (!file.IsOpen()) return kFailed;
   file.Write(preamble.data(), layout.data_offset);
 
-  const LockedBuffer lock(frame);
-  const uint8_t* top = lock.plane(0);
-  if (!lock.ok() || top == nullptr || layout.width < 1 || layout.height < 1) return kDone;
-  const int64_t pitch = lock.pitch(0);
-  const uint8_t* bottom = top + (int64_t{layout.height} - 1) * pitch;
+  const WalkedBuffer locked(frame);
+  if (!locked.ok() || layout.width < 1) return kDone;
   if (format.bmp == BmpPixels::kHighBytes) {
-    file.WriteConvertedRows<8, 4>(bottom, -pitch, layout.row_bytes / 4, layout.height,
+    const int64_t memory_row_bytes = layout.row_bytes / 4 * 8;
+    file.WriteConvertedRows<8, 4>(locked.Rows(0, layout.height, memory_row_bytes).BottomUp(),
                                   ExchangeAndReduce);
   } else {
-    file.WriteRows(bottom, -pitch, layout.row_bytes, layout.height);
+    file.WriteRows(locked.Rows(0, layout.height, layout.row_bytes).BottomUp());
   }
   return kDone;
 }
@@ -73,11 +70,11 @@ int32_t DumpTga(const char* path, IMediaBuffer& frame) {
   if (desc == nullptr) return kFailed;
   const uint32_t bits = ImageFormatOf(desc->GetSmt()).MemoryBits(desc->GetBitDepth());
   if (bits == 0) return kFailed;
-  const LockedBuffer lock(frame);
-  if (!lock.ok()) return kFailed;
+  const WalkedBuffer locked(frame);
+  if (!locked.ok()) return kFailed;
 
   // The picture is as wide as its rows in memory: the file is one block of whole rows.
-  const int64_t width = int64_t{lock.pitch(0)} * 8 / bits;
+  const int64_t width = int64_t{locked.pitch(0)} * 8 / bits;
   const auto height = static_cast<int32_t>(desc->GetHeight());
   std::array<uint8_t, 18> header{};
   constexpr uint8_t kTrueColour = 2;
@@ -92,7 +89,7 @@ int32_t DumpTga(const char* path, IMediaBuffer& frame) {
   if (!file.IsOpen()) return kFailed;
   file.Write(header.data(), header.size());
   const int64_t row_bytes = width * (bits / 8);
-  file.WriteRows(lock.plane(0), row_bytes, row_bytes, height);
+  file.WriteRows({locked.plane(0), row_bytes, height, row_bytes, locked.block()});
   return kDone;
 }
 

@@ -11,7 +11,6 @@
 #include "mivare/helper.h"
 #include "mivare/media_desc.h"
 #include "raw_format.h"
-#include "valid_bytes.h"
 
 namespace mivare {
 namespace {
@@ -60,9 +59,10 @@ std::shared_ptr<IMediaBuffer> ReadableCopy(IMediaBuffer& frame, const IMediaDesc
 void DumpAudio(const char* prefix, IMediaBuffer& buffer) {
   DumpFile file = OpenRaw(std::string(prefix) + ".pcm", 380);
   if (!file.IsOpen()) return;
-  const LockedBuffer lock(buffer);
-  if (!lock.ok()) return;
-  file.Write(lock.plane(0), ValidBytes(lock));
+  const WalkedBuffer locked(buffer);
+  if (!locked.ok()) return;
+  const std::span<const uint8_t> valid = locked.ValidBytes();
+  file.Write(valid.data(), valid.size());
   file.Flush();
 }
 
@@ -83,16 +83,16 @@ void DumpPlanes(const char* prefix, const raw::Format& format, IMediaBuffer& fra
   const int64_t sample_bytes = raw::SampleBytes(format.sample, desc.GetBitDepth());
   DumpFile file = OpenRaw(NameFor(prefix, format, width, height), format.line);
   if (!file.IsOpen()) return;
-  const LockedBuffer lock(frame);
-  if (!lock.ok()) return;
+  const WalkedBuffer locked(frame);
+  if (!locked.ok()) return;
   for (size_t i = 0; i < format.planes.size(); ++i) {
     const int64_t columns = raw::Share(format.planes[i].columns, width);
-    const int64_t rows = raw::Share(format.planes[i].rows, height);
+    const PlaneWalker rows =
+        locked.Rows(i, raw::Share(format.planes[i].rows, height), columns * sample_bytes);
     if (format.sample == raw::Sample::kHighByte) {
-      file.WriteConvertedRows<2, 1>(lock.plane(i), lock.pitch(i), columns, rows,
-                                    [](const uint8_t* in, uint8_t* out) { *out = in[1]; });
+      file.WriteConvertedRows<2, 1>(rows, [](const uint8_t* in, uint8_t* out) { *out = in[1]; });
     } else {
-      file.WriteRows(lock.plane(i), lock.pitch(i), columns * sample_bytes, rows);
+      file.WriteRows(rows);
     }
   }
   file.Flush();

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "memory_block.h"
 #include "mivare/media_buffer.h"
 
 namespace mivare {
@@ -11,7 +12,7 @@ namespace mivare {
 /// Passes every operation but Clone on to `Self::Target()`, with its arguments and its result.
 /// While that is empty, status operations answer -1 and the others false, null or empty.
 template <class Self>
-class ForwardingBuffer : public IMediaBuffer {
+class ForwardingBuffer : public IMediaBuffer, public BlockHolder {
  public:
   int32_t Lock(uint8_t* planes[8], int32_t pitches[8], void* reserved,
                uint32_t* capacityOut) override {
@@ -57,6 +58,11 @@ class ForwardingBuffer : public IMediaBuffer {
   void Flush() override {
     const auto& target = Target();
     if (target != nullptr) target->Flush();
+  }
+
+  std::optional<MemoryBlock> Block() override {
+    const auto& target = Target();
+    return target != nullptr ? BlockBehind(*target) : std::nullopt;
   }
 
  private:

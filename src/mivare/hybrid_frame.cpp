@@ -236,4 +236,6 @@ bool HybridBuffer::AppendData(const uint8_t* /*data*/, uint32_t /*size*/) {
 
 void HybridBuffer::Flush() { storage_->Flush(); }
 
+std::optional<MemoryBlock> HybridBuffer::Block() { return BlockBehind(*storage_); }
+
 }  // namespace mivare

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "memory_block.h"
 #include "mivare/media_buffer.h"
 
 namespace mivare {
@@ -13,7 +14,7 @@ class IGpuAllocator;
 
 /// Wraps one real buffer, the storage, whose description says where the memory is. Forwards to it,
 /// downloads device frames on CopyFrom, and goes back to a pool when its last handle goes.
-class HybridBuffer final : public IMediaBuffer {
+class HybridBuffer final : public IMediaBuffer, public BlockHolder {
  public:
   /// Wraps `storage`. `pool` takes the frame back, `blank_pool` does if the host has marked it
   /// "Blank" by then; both may be empty. Empty (logged) when `storage` is null or there is no
@@ -56,6 +57,8 @@ class HybridBuffer final : public IMediaBuffer {
   bool IsDeviceMemory() override;
   bool AppendData(const uint8_t* data, uint32_t size) override;
   void Flush() override;
+
+  std::optional<MemoryBlock> Block() override;
 
  private:
   friend class FrameList;  // links frames through next_

@@ -4,15 +4,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <cstdlib>
 #include <limits>
 #include <optional>
 #include <utility>
 
+#include "base/address.h"
 #include "base/log.h"
 #include "mivare/diagnostics.h"
-#include "mivare/helper.h"
 #include "mivare/media_desc.h"
+#include "plane_walker.h"
 
 namespace mivare {
 namespace {
@@ -48,12 +48,6 @@ std::optional<Walk> WalkOf(const IMediaDesc& desc, uint8_t plane) {
   }
 }
 
-// Bytes from the start of a row that are the plane's: its own, and the rows that follow in memory.
-int64_t BytesFrom(int64_t row, int64_t pitch, const Walk& walk) {
-  const int64_t rows = pitch < 0 ? row + 1 : walk.height - row;
-  return std::max(walk.row_bytes, std::abs(pitch) * rows);
-}
-
 template <size_t kStep>
 uint64_t AddSquares(const uint8_t* a, const uint8_t* b, size_t samples) {
   // 32 bits hold the squares of this many samples, and fit the vector registers better than 64.
@@ -72,23 +66,33 @@ uint64_t AddSquares(const uint8_t* a, const uint8_t* b, size_t samples) {
   return sum;
 }
 
-uint64_t AddSquares(const Walk& walk, const LockedBuffer& a, const LockedBuffer& b) {
-  const int64_t pitch_a = a.pitch(walk.plane);
-  const int64_t pitch_b = b.pitch(walk.plane);
+// Starts may lie behind the row and lead into the ones that follow in memory: as far as there is
+// memory, or rows of a picture in foreign memory.
+PlaneWalker RowsOf(const Walk& walk, const WalkedBuffer& buffer) {
+  uint8_t* plane = buffer.plane(walk.plane);
+  const int64_t pitch = buffer.pitch(walk.plane);
+  const MemoryBlock picture = RowsAsBlock(plane, pitch, walk.height, walk.row_bytes);
+  return {Moved(plane, walk.start), pitch, walk.height, walk.width,
+          buffer.block().value_or(picture)};
+}
+
+uint64_t AddSquares(const Walk& walk, const WalkedBuffer& a, const WalkedBuffer& b) {
   uint64_t sum = 0;
-  for (int64_t row = 0; row < walk.height; ++row) {
-    const int64_t readable = std::min(BytesFrom(row, pitch_a, walk), BytesFrom(row, pitch_b, walk));
-    const int64_t bytes = std::min<int64_t>(walk.width, readable - walk.start);
-    if (bytes < 1) continue;
-    const auto samples = static_cast<size_t>((bytes + walk.step - 1) / walk.step);
-    const uint8_t* from_a = a.plane(walk.plane) + row * pitch_a + walk.start;
-    const uint8_t* from_b = b.plane(walk.plane) + row * pitch_b + walk.start;
-    switch (walk.step) {
-      case 1: sum += AddSquares<1>(from_a, from_b, samples); break;
-      case 2: sum += AddSquares<2>(from_a, from_b, samples); break;
-      default: sum += AddSquares<4>(from_a, from_b, samples); break;
-    }
-  }
+  PlaneWalker::VisitPairs(
+      RowsOf(walk, a), RowsOf(walk, b), [&](const RowPart& from_a, const RowPart& from_b) {
+        // From the first whole step on.
+        const auto step = static_cast<size_t>(walk.step);
+        const size_t skipped = (step - static_cast<size_t>(from_a.first) % step) % step;
+        if (skipped >= from_a.bytes) return;
+        const size_t samples = (from_a.bytes - skipped + step - 1) / step;
+        const uint8_t* first_a = from_a.data + skipped;
+        const uint8_t* first_b = from_b.data + skipped;
+        switch (step) {
+          case 1: sum += AddSquares<1>(first_a, first_b, samples); break;
+          case 2: sum += AddSquares<2>(first_a, first_b, samples); break;
+          default: sum += AddSquares<4>(first_a, first_b, samples); break;
+        }
+      });
   return sum;
 }
 
@@ -99,16 +103,16 @@ double Compare(IMediaBuffer& a, IMediaBuffer& b, uint8_t plane) {
       desc->GetHeight() != other->GetHeight() || desc->GetSmt() != other->GetSmt()) {
     return kNotComparable;
   }
-  const LockedBuffer lock_a(a);
-  if (!lock_a.ok()) return kNotComparable;
-  const LockedBuffer lock_b(b);
-  if (!lock_b.ok()) return kNotComparable;
+  const WalkedBuffer locked_a(a);
+  if (!locked_a.ok()) return kNotComparable;
+  const WalkedBuffer locked_b(b);
+  if (!locked_b.ok()) return kNotComparable;
   const std::optional<Walk> walk = WalkOf(*desc, plane);
-  if (!walk || lock_a.plane(walk->plane) == nullptr || lock_b.plane(walk->plane) == nullptr) {
+  if (!walk || locked_a.plane(walk->plane) == nullptr || locked_b.plane(walk->plane) == nullptr) {
     return kNoSuchSamples;
   }
   const uint32_t count = static_cast<uint32_t>(walk->width) * static_cast<uint32_t>(walk->height);
-  return PeakSignalToNoise(AddSquares(*walk, lock_a, lock_b), count);
+  return PeakSignalToNoise(AddSquares(*walk, locked_a, locked_b), count);
 }
 
 }  // namespace

@@ -11,8 +11,8 @@
 #include "bmp_file.h"
 #include "image_format.h"
 #include "mivare/diagnostics.h"
-#include "mivare/helper.h"
 #include "mivare/media_desc.h"
+#include "plane_walker.h"
 #include "platform/platform.h"
 
 namespace mivare {
@@ -71,17 +71,23 @@ bool LoadBmp(const char* path, IMediaBuffer& frame) {
       smt != kBgra) {
     return false;
   }
-  const LockedBuffer lock(frame, true);
+  const WalkedBuffer locked(frame, true);
   const CopyRow copy_row = CopyRowOf(facts->bits_per_pixel);
-  if (!lock.ok() || lock.plane(0) == nullptr || copy_row == nullptr) return false;
+  if (!locked.ok() || locked.plane(0) == nullptr || copy_row == nullptr) return false;
 
   const auto pixels = static_cast<size_t>(width);
   const size_t taken = pixels * ImageFormatOf(smt).MemoryBits(desc->GetBitDepth()) / 8;
-  std::vector<uint8_t> row(std::max(taken, kPixelBytes * pixels));
-  for (int64_t y = int64_t{height} - 1; y >= 0; --y) {
+  const size_t row_bytes = kPixelBytes * pixels;
+  std::vector<uint8_t> in_file(std::max(taken, row_bytes));
+  std::vector<uint8_t> in_frame(row_bytes);
+  const PlaneWalker rows = locked.Rows(0, height, static_cast<int64_t>(row_bytes)).BottomUp();
+  for (int64_t y = 0; y < rows.rows(); ++y) {
     // Where the file ends early, the row keeps what it held.
-    static_cast<void>(std::fread(row.data(), 1, taken, file.get()));
-    copy_row(lock.plane(0) + y * lock.pitch(0), row.data(), pixels);
+    static_cast<void>(std::fread(in_file.data(), 1, taken, file.get()));
+    const RowPart part = rows.Part(y);
+    if (part.bytes == 0) continue;
+    copy_row(in_frame.data(), in_file.data(), pixels);
+    std::memcpy(part.data, in_frame.data() + part.first, part.bytes);
   }
   return true;
 }

@@ -1,13 +1,14 @@
 // Raw dumps read back into frames.
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <iterator>
 #include <utility>
 
 #include "base/log.h"
 #include "mivare/diagnostics.h"
-#include "mivare/helper.h"
 #include "mivare/media_desc.h"
+#include "plane_walker.h"
 #include "platform/platform.h"
 #include "raw_format.h"
 
@@ -28,11 +29,30 @@ static_assert(std::all_of(std::begin(kReadable), std::end(kReadable),
                           }),
               "rows are read as they are, a byte a sample");
 
+// False at the end of the file.
+bool Read(std::FILE* file, uint8_t* to, size_t count) {
+  return std::fread(to, 1, count, file) == count;
+}
+
+bool Skip(std::FILE* file, int64_t count) {
+  std::array<uint8_t, 1024> ignored;
+  while (count > 0) {
+    const auto bytes = static_cast<size_t>(std::min<int64_t>(count, ignored.size()));
+    if (!Read(file, ignored.data(), bytes)) return false;
+    count -= static_cast<int64_t>(bytes);
+  }
+  return true;
+}
+
 // Straight into the rows; false at the end of the file.
-bool ReadRows(std::FILE* file, uint8_t* first, int64_t pitch, int64_t row_bytes, int64_t rows) {
-  const auto count = static_cast<size_t>(row_bytes);
-  for (int64_t row = 0; row < rows; ++row) {
-    if (std::fread(first + row * pitch, 1, count, file) != count) return false;
+bool ReadRows(std::FILE* file, const PlaneWalker& rows) {
+  for (int64_t row = 0; row < rows.rows(); ++row) {
+    const RowPart part = rows.Part(row);
+    const int64_t end = part.first + static_cast<int64_t>(part.bytes);
+    if (!Skip(file, part.first) || !Read(file, part.data, part.bytes) ||
+        !Skip(file, rows.row_bytes() - end)) {
+      return false;
+    }
   }
   return true;
 }
@@ -44,8 +64,8 @@ bool LoadPlanes(const char* path, const raw::Planes& planes, IMediaBuffer& frame
     MIVARE_LOG(kLogError, "file[%s] line[%d]", unit::kDumpImage, __LINE__);
     return false;
   }
-  const LockedBuffer lock(frame, true);
-  if (!lock.ok()) {
+  const WalkedBuffer locked(frame, true);
+  if (!locked.ok()) {
     LogErrorAt(unit::kDumpImage);
     return false;
   }
@@ -53,9 +73,9 @@ bool LoadPlanes(const char* path, const raw::Planes& planes, IMediaBuffer& frame
   const auto height = static_cast<int32_t>(desc.GetHeight());
   for (size_t i = 0; i < planes.size(); ++i) {
     const int64_t columns = raw::Share(planes[i].columns, width);
-    const int64_t rows = raw::Share(planes[i].rows, height);
-    if (lock.plane(i) == nullptr) continue;  // the dump has left it out as well
-    if (!ReadRows(file.get(), lock.plane(i), lock.pitch(i), columns, rows)) break;
+    // A plane that is null has no rows: the dump has left it out as well.
+    const PlaneWalker rows = locked.Rows(i, raw::Share(planes[i].rows, height), columns);
+    if (!ReadRows(file.get(), rows)) break;
   }
   return true;
 }

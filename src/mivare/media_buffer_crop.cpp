@@ -5,8 +5,10 @@
 #include <memory>
 #include <utility>
 
+#include "base/address.h"
 #include "base/log.h"
 #include "desc.h"
+#include "memory_block.h"
 #include "mivare/buffer_views.h"
 #include "picture_view.h"
 
@@ -62,15 +64,7 @@ int32_t RowBytes(uint32_t y, const PlaneStep& step, int32_t pitch) {
   return static_cast<int32_t>(static_cast<uint32_t>(rows) * static_cast<uint32_t>(pitch));
 }
 
-// By its number: the result may lie outside of the plane's memory.
-uint8_t* Move(uint8_t* plane, int64_t bytes) {
-  if (plane == nullptr) return nullptr;
-  // NOLINTNEXTLINE(performance-no-int-to-ptr)
-  return reinterpret_cast<uint8_t*>(reinterpret_cast<uintptr_t>(plane) +
-                                    static_cast<uintptr_t>(bytes));
-}
-
-class MediaBufferCrop final : public PictureView {
+class MediaBufferCrop final : public PictureView, public BlockHolder {
  public:
   MediaBufferCrop(std::shared_ptr<IMediaDesc> desc, std::shared_ptr<IMediaBuffer> source,
                   const Rect& rect)
@@ -81,6 +75,8 @@ class MediaBufferCrop final : public PictureView {
   int32_t Unlock() override { return source_->Unlock(); }
   std::shared_ptr<IMediaBuffer> Clone(uint32_t flags) override { return source_->Clone(flags); }
   void Flush() override { source_->Flush(); }
+
+  std::optional<MemoryBlock> Block() override { return BlockBehind(*source_); }
 
  private:
   const std::shared_ptr<IMediaBuffer> source_;
@@ -99,8 +95,9 @@ int32_t MediaBufferCrop::Lock(uint8_t* planes[8], int32_t pitches[8], void* rese
   const uint32_t component_bytes = (desc.GetBitDepth() + 7) / 8;
   for (size_t i = 0; i < geometry->plane_count; ++i) {
     const PlaneStep& step = geometry->planes[i];
-    planes[i] = Move(source_planes[i], ColumnBytes(rect_.x, step, component_bytes) +
-                                           RowBytes(rect_.y, step, pitches[i]));
+    // The result may lie outside of the plane's memory.
+    planes[i] = Moved(source_planes[i], ColumnBytes(rect_.x, step, component_bytes) +
+                                            RowBytes(rect_.y, step, pitches[i]));
   }
   return 0;
 }

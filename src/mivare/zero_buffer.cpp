@@ -1,11 +1,10 @@
 // Silence.
-#include <cstring>
+#include <algorithm>
 
 #include "media_types.h"
 #include "mivare/diagnostics.h"
-#include "mivare/helper.h"
 #include "mivare/media_desc.h"
-#include "valid_bytes.h"
+#include "plane_walker.h"
 
 namespace mivare {
 namespace {
@@ -16,9 +15,10 @@ int32_t Zero(IMediaBuffer* buffer) {
   const IMediaDesc* desc = buffer->GetDesc(0);
   if (desc == nullptr) return -1;
   if (desc->GetMediaType() != kMediaAudio) return 0;
-  const LockedBuffer lock(*buffer, true);
-  const size_t count = lock.ok() ? ValidBytes(lock) : 0;
-  if (count > 0) std::memset(lock.plane(0), 0, count);
+  const WalkedBuffer locked(*buffer, true);
+  if (!locked.ok()) return 0;
+  const std::span<uint8_t> valid = locked.ValidBytes();
+  std::fill(valid.begin(), valid.end(), uint8_t{0});
   return 0;
 }
 
