@@ -1,5 +1,6 @@
 // Frames written as BMP and TGA images. The dumps of a kind take turns in the process, so that
 // threads which dump to one name leave a whole picture there.
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -88,8 +89,9 @@ int32_t DumpTga(const char* path, IMediaBuffer& frame) {
   DumpFile file(platform::OpenFile(path, "wb"));
   if (!file.IsOpen()) return kFailed;
   file.Write(header.data(), header.size());
-  const int64_t row_bytes = width * (bits / 8);
-  file.WriteRows({locked.plane(0), row_bytes, height, row_bytes, locked.block()});
+  const int64_t row_bytes = std::max<int64_t>(width * (bits / 8), 0);
+  const RowPart pixels = PartOf(locked.plane(0), row_bytes * height, locked.block());
+  file.Write(pixels.data, pixels.bytes);
   return kDone;
 }
 

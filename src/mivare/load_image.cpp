@@ -81,11 +81,14 @@ bool LoadBmp(const char* path, IMediaBuffer& frame) {
   std::vector<uint8_t> in_file(std::max(taken, row_bytes));
   std::vector<uint8_t> in_frame(row_bytes);
   const PlaneWalker rows = locked.Rows(0, height, static_cast<int64_t>(row_bytes)).BottomUp();
-  for (int64_t y = 0; y < rows.rows(); ++y) {
-    // Where the file ends early, the row keeps what it held.
-    static_cast<void>(std::fread(in_file.data(), 1, taken, file.get()));
-    const RowPart part = rows.Part(y);
-    if (part.bytes == 0) continue;
+  int64_t rows_read = 0;
+  bool more = true;
+  for (const RowPart& part : rows) {
+    // The file has rows for those that are not there, too. Where it ends early, `in_file` keeps
+    // what it held.
+    for (; more && rows_read <= part.row; ++rows_read) {
+      more = std::fread(in_file.data(), 1, taken, file.get()) == taken;
+    }
     copy_row(in_frame.data(), in_file.data(), pixels);
     std::memcpy(part.data, in_frame.data() + part.first, part.bytes);
   }

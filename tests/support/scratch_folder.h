@@ -35,6 +35,7 @@ class ScratchFolder {
     const std::u8string text = At(name).u8string();
     return {text.begin(), text.end()};
   }
+  const std::filesystem::path& Path() const { return path_; }
   bool Has(const std::string& name) const { return std::filesystem::exists(At(name)); }
   bool IsEmpty() const { return std::filesystem::is_empty(path_); }
   uintmax_t Size(const std::string& name) const { return std::filesystem::file_size(At(name)); }

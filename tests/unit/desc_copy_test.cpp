@@ -1,6 +1,7 @@
 // What one description takes over from another.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -9,6 +10,7 @@
 #include "audio_desc.h"
 #include "mivare/extend_data.h"
 #include "mivare/user_data.h"
+#include "support/fake_desc.h"
 #include "support/log_capture.h"
 #include "unit/desc/families.h"
 
@@ -151,6 +153,38 @@ TEST(CopyMediaExtraProperty, KeepsBlocksThatTheSourceLacks) {
   NUXMivareCopyMediaExtraProperty(&destination, &source);
   EXPECT_EQ(BlockOf(destination, kFace), Pattern(6, 5));
   EXPECT_TRUE(log.Lines().empty()) << "absent blocks are not asked for";
+}
+
+// A host's store that writes four bytes and says that it wrote a great many.
+class BoastingStore final : public IExtendData {
+ public:
+  explicit BoastingStore(int32_t said) : said_(said) {}
+  uint32_t GetExtendDataLength(const char*) override { return 4; }
+  bool GetExtendData(const char*, uint8_t* destination, int32_t* length) override {
+    std::fill_n(destination, 4, uint8_t{7});
+    *length = said_;
+    return true;
+  }
+  bool SetExtendData(const char*, const uint8_t*, int32_t) override { return false; }
+  void RemoveExtendData(const char*) override {}
+  std::shared_ptr<IExtendData> Clone() override { return nullptr; }
+
+ private:
+  const int32_t said_;
+};
+
+TEST(CopyMediaExtraProperty, TakesNoMoreThanItHadRoomFor) {
+  const LogCapture quiet;
+  for (const int32_t said : {4, 1024, 1025, 1 << 24, INT32_MAX, 0, -1, INT32_MIN}) {
+    SCOPED_TRACE(said);
+    BoastingStore store(said);
+    FakeDesc source(1, 1);
+    source.extend_data = static_cast<IExtendData*>(&store);
+    Yv12x destination(1, 1);
+    NUXMivareCopyMediaExtraProperty(&destination, &source);
+    const auto size = static_cast<size_t>(std::clamp(said, 0, 1024));
+    EXPECT_EQ(BlockOf(destination, kPq).size(), size);
+  }
 }
 
 TEST(CopyMediaExtraProperty, LogsWhenTheSourceHasNoExtendData) {
