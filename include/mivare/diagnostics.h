@@ -10,16 +10,17 @@
 
 /// Writes plane 0 of a frame as a BMP image, bottom row first: packed formats in colour, 8-bit
 /// planes with a grey palette, deeper ones as 16-bit bit fields. `path` is created or truncated.
-/// Reads whole rows of the file's row size, so the pitch must cover them. Returns 0, also when the
-/// frame cannot be locked (the file then ends after the headers); -1 when the buffer or its
-/// description is missing, the path is null or the file cannot be opened. Dumps of a process take
-/// turns. Thread-safe.
+/// Rows are read in the file's row size, a multiple of 4 bytes. A row that lies in part outside of
+/// the frame's memory is completed with zeros, one that lies outside as a whole is left out; raw
+/// dumps do the same. Returns 0, also when the frame cannot be locked (the file then ends after the
+/// headers); -1 when the buffer or its description is missing, the path is null or the file cannot
+/// be opened. Dumps of a process take turns. Thread-safe.
 extern "C" MIVARE_API int32_t NUXMivareDumpBMP(const char* path,
                                                std::shared_ptr<mivare::IMediaBuffer> buffer);
 
-/// Writes plane 0 of a frame as an uncompressed TGA image whose width is the pitch's. Returns 0; -1
-/// as above, and when the frame cannot be locked or has no bits per pixel. Dumps of a process take
-/// turns. Thread-safe.
+/// Writes plane 0 of a frame as an uncompressed TGA image whose width is the pitch's; the file ends
+/// where the frame's memory does. Returns 0; -1 as above, and when the frame cannot be locked or
+/// has no bits per pixel. Dumps of a process take turns. Thread-safe.
 extern "C" MIVARE_API int32_t NUXMivareDumpTGA(const char* path,
                                                std::shared_ptr<mivare::IMediaBuffer> buffer);
 
@@ -77,7 +78,7 @@ extern "C" MIVARE_API int32_t NUXMivareZeroBuffer(mivare::IMediaBuffer* buffer);
 
 /// Copies the planes of `source` into `destination`, of the same format and size, whole pitches at
 /// a time; audio by CopyFrom. Returns 0; 1 when the media type has nothing to copy (subtitles); -1
-/// when something is missing or differs, with nothing copied. Overlapping memory is fine.
-/// Reentrant.
+/// when something is missing or differs, with nothing copied. Overlapping memory is fine; rows of
+/// different pitches are copied one after the other. Reentrant.
 extern "C" MIVARE_API int32_t NUXMivareCopyMediaBufferData(mivare::IMediaBuffer* destination,
                                                            mivare::IMediaBuffer* source);

@@ -14,6 +14,15 @@ class IMediaDesc;
 /// A frame, a block of audio, a packet or a subtitle. Status results are 0 for success, -1 for a
 /// bad argument or an operation this kind of buffer does not have, -2 for one that was tried and
 /// failed. Thread-bound; the last handle may be dropped on any thread.
+///
+/// Whatever a host does to a frame of the library (pitches, sizes, valid bytes) and whatever view
+/// it is reached through, the library reads and writes within the frame's memory alone and leaves
+/// out what would lie beyond. Of memory of others it knows no end: a host's own buffer must have
+/// every byte of the rows that it reports, which are as many as its height says (half of them,
+/// rounded up, in the chroma planes of 4:2:0) and each as long as the pitch or the picture's row,
+/// whichever is longer, rounded up to 4 bytes for images; of a linear buffer, the valid bytes.
+/// Hosts' own classes are looked at with dynamic_cast, so they are compiled with run-time type
+/// information.
 class MIVARE_INTERFACE IMediaBuffer {
  public:
   virtual ~IMediaBuffer() = default;
