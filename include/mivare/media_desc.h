@@ -207,11 +207,13 @@ extern "C" MIVARE_API void NUXMivareMediaDescUpdateVideoSignalRange(mivare::IMed
 
 /// Copies orientation, colour, display aspect ratio and the well-known extend data from `source`;
 /// the colour-space preset first, then the single properties over it. Null arguments do nothing.
+/// When memory runs out, the extend data not copied by then is missing.
 extern "C" MIVARE_API void NUXMivareCopyMediaExtraProperty(mivare::IMediaDesc* destination,
                                                            mivare::IMediaDesc* source);
 
 /// Leaves `destination` with exactly the user data of `source`; a description onto itself ends
-/// empty. Null arguments, or a description without a map, do nothing.
+/// empty, and so does `destination` when memory runs out. Null arguments, or a description without a
+/// map, do nothing.
 extern "C" MIVARE_API void NUXMivareCopyUserData(mivare::IMediaDesc* destination,
                                                  mivare::IMediaDesc* source);
 

@@ -1,4 +1,5 @@
-// What one description takes over from another of any class, hosts' own included.
+#include "desc_copy.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <vector>
@@ -38,9 +39,8 @@ void CopyExtendData(IExtendData& destination, IExtendData& source) {
 }
 
 }  // namespace
-}  // namespace mivare
 
-void NUXMivareCopyMediaExtraProperty(mivare::IMediaDesc* destination, mivare::IMediaDesc* source) {
+void CopyExtraProperty(IMediaDesc* destination, IMediaDesc* source) {
   if (destination == nullptr || source == nullptr) return;
   destination->SetInterlace(source->GetInterlace());
   destination->SetRotation(source->GetRotation());
@@ -53,26 +53,42 @@ void NUXMivareCopyMediaExtraProperty(mivare::IMediaDesc* destination, mivare::IM
   destination->SetColorPrimary(source->GetColorPrimary());
   destination->SetDisplayAspectRatio(source->GetDisplayAspectRatio());
 
-  mivare::IExtendData* from = mivare::ExtendDataOf(*source);
-  mivare::IExtendData* to = mivare::ExtendDataOf(*destination);
+  IExtendData* from = ExtendDataOf(*source);
+  IExtendData* to = ExtendDataOf(*destination);
   if (from == nullptr || to == nullptr) {
-    MIVARE_LOG(mivare::kLogTrace, "%s[%d]", mivare::unit::kDesc, 348);
+    MIVARE_LOG(kLogTrace, "%s[%d]", unit::kDesc, 348);
     return;
   }
+  CopyExtendData(*to, *from);
+}
+
+void CopyUserData(IMediaDesc* destination, IMediaDesc* source) {
+  if (destination == nullptr || source == nullptr) return;
+  IUserDataConfig* to = destination->GetUserDataConfig();
+  IUserDataInquire* from = source->GetUserDataInquire();
+  if (to == nullptr || from == nullptr) return;
+  to->Clear();
   try {
-    mivare::CopyExtendData(*to, *from);
-  } catch (...) {  // short of memory: the blocks copied so far stay
+    to->CopyFrom(from);
+  } catch (...) {
+    to->Clear();
+    throw;
+  }
+}
+
+}  // namespace mivare
+
+// Hosts have no way to learn that memory was short: see the header for what they find then.
+void NUXMivareCopyMediaExtraProperty(mivare::IMediaDesc* destination, mivare::IMediaDesc* source) {
+  try {
+    mivare::CopyExtraProperty(destination, source);
+  } catch (...) {
   }
 }
 
 void NUXMivareCopyUserData(mivare::IMediaDesc* destination, mivare::IMediaDesc* source) {
-  if (destination == nullptr || source == nullptr) return;
-  mivare::IUserDataConfig* to = destination->GetUserDataConfig();
-  mivare::IUserDataInquire* from = source->GetUserDataInquire();
-  if (to == nullptr || from == nullptr) return;
   try {
-    to->Clear();
-    to->CopyFrom(from);
-  } catch (...) {  // short of memory: the entries copied so far stay
+    mivare::CopyUserData(destination, source);
+  } catch (...) {
   }
 }

@@ -45,20 +45,24 @@ uint32_t LocationOf(IMediaBuffer* buffer) {
   return desc != nullptr ? desc->GetMemoryLocation() : 0;
 }
 
-std::unique_ptr<HybridBuffer> TakeFrom(const std::shared_ptr<BlankPool>& pool) {
-  return std::unique_ptr<HybridBuffer>(pool != nullptr ? pool->Take() : nullptr);
+HybridBuffer::Pooled TakeFrom(const std::shared_ptr<BlankPool>& pool) {
+  return HybridBuffer::Pooled(pool != nullptr ? pool->Take() : nullptr);
 }
 
 }  // namespace
 
+void HybridBuffer::PoolReturner::operator()(HybridBuffer* frame) const noexcept {
+  try {
+    Recycle(std::unique_ptr<HybridBuffer>(frame));
+  } catch (...) {  // the frame is gone already
+    LogErrorAt(unit::kHybridFrame);
+  }
+}
+
 struct HybridBuffer::PoolingDeleter {
   void operator()(HybridBuffer* frame) const noexcept {
     trovel::RemoveResource(kKind, frame);
-    try {
-      Recycle(std::unique_ptr<HybridBuffer>(frame));
-    } catch (...) {  // the frame is gone already
-      LogErrorAt(unit::kHybridFrame);
-    }
+    PoolReturner{}(frame);
   }
 };
 
@@ -96,8 +100,7 @@ std::shared_ptr<IMediaBuffer> HybridBuffer::Create(std::shared_ptr<IMediaBuffer>
   }
 }
 
-std::shared_ptr<IMediaBuffer> HybridBuffer::Reissue(IMediaDesc* request,
-                                                    std::unique_ptr<HybridBuffer> frame) {
+std::shared_ptr<IMediaBuffer> HybridBuffer::Reissue(IMediaDesc* request, Pooled frame) {
   if (frame == nullptr) {
     LogErrorAt(unit::kHybridFrame);
     return nullptr;
@@ -186,7 +189,7 @@ std::shared_ptr<IMediaBuffer> HybridBuffer::Clone(uint32_t /*flags*/) {
   try {
     const std::shared_ptr<BlankPool> pool = pool_.lock();
     const std::shared_ptr<BlankPool> blank_pool = blank_pool_.lock();
-    std::unique_ptr<HybridBuffer> free = TakeFrom(pool);
+    Pooled free = TakeFrom(pool);
     if (free == nullptr) free = TakeFrom(blank_pool);
     if (free != nullptr) {
       std::shared_ptr<IMediaBuffer> copy = Reissue(GetDesc(0), std::move(free));

@@ -24,11 +24,15 @@ class HybridBuffer final : public IMediaBuffer, public BlockHolder {
                                               std::weak_ptr<BlankPool> blank_pool,
                                               std::weak_ptr<BlankPool> pool);
 
+  struct PoolReturner {
+    void operator()(HybridBuffer* frame) const noexcept;
+  };
+  /// Holds a frame that was taken from a pool and is not wrapped in a handle yet: it goes back.
+  using Pooled = std::unique_ptr<HybridBuffer, PoolReturner>;
+
   /// Hands a pooled frame out again, with the properties and user data of `request`. Empty (logged)
-  /// without a frame. When memory is short, an exception leaves and the frame is destroyed or back
-  /// in its pool.
-  static std::shared_ptr<IMediaBuffer> Reissue(IMediaDesc* request,
-                                               std::unique_ptr<HybridBuffer> frame);
+  /// without a frame. When memory is short, an exception leaves and the frame is back in its pool.
+  static std::shared_ptr<IMediaBuffer> Reissue(IMediaDesc* request, Pooled frame);
 
   /// Blackens the storage and, if that went well and no blank pool is attached, attaches `pool` as
   /// such. Returns 0 for failure. Host memory never fails.

@@ -124,7 +124,7 @@ std::shared_ptr<IMediaBuffer> hybrid_frame_allocator::AllocPooled(
     LogErrorAt(kUnit, 476);
     return nullptr;
   }
-  if (std::unique_ptr<HybridBuffer> pooled{home->Take()}) {
+  if (HybridBuffer::Pooled pooled{home->Take()}) {
     std::shared_ptr<IMediaBuffer> frame = HybridBuffer::Reissue(desc, std::move(pooled));
     if (source != nullptr) frame->CopyFrom(source);
     return frame;
@@ -145,7 +145,7 @@ std::shared_ptr<IMediaBuffer> hybrid_frame_allocator::AllocBlank(IMediaDesc* des
   const std::shared_ptr<BlankPool> blank_pool = pools_->GetOrCreate(FrameKey(*desc, true).text());
   const std::shared_ptr<BlankPool> home = pools_->GetOrCreate(FrameKey(*desc, false).text());
   std::shared_ptr<IMediaBuffer> frame;
-  std::unique_ptr<HybridBuffer> pooled(blank_pool != nullptr ? blank_pool->Take() : nullptr);
+  HybridBuffer::Pooled pooled(blank_pool != nullptr ? blank_pool->Take() : nullptr);
   if (pooled == nullptr && home != nullptr) {
     pooled.reset(home->Take());
     if (pooled != nullptr) pooled->MakeBlank(blank_pool);

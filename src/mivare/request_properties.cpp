@@ -1,15 +1,15 @@
 #include "request_properties.h"
 
+#include "desc_copy.h"
 #include "extend_keys.h"
 #include "mivare/media_desc.h"
-#include "mivare/user_data.h"
 
 namespace mivare {
 
 void CarryRequest(IMediaDesc* request, IMediaDesc* frame) {
   if (frame == nullptr) return;
-  NUXMivareCopyMediaExtraProperty(frame, request);
-  NUXMivareCopyUserData(frame, request);
+  CopyExtraProperty(frame, request);
+  CopyUserData(frame, request);
   RemoveReservedUserDataKeys(frame->GetUserDataConfig());
 }
 

@@ -6,7 +6,8 @@ namespace mivare {
 class IMediaDesc;
 
 /// Copies the properties and extend data of `request` to `frame` and makes its user data those of
-/// the request, without the six hint keys: hints never travel with a frame.
+/// the request, without the six hint keys: hints never travel with a frame. Throws when memory is
+/// short: a request gets a frame with all of its notes, or none.
 void CarryRequest(IMediaDesc* request, IMediaDesc* frame);
 
 }  // namespace mivare

@@ -292,7 +292,7 @@ TEST_F(HybridFrameTest, ReissueCarriesTheRequestWithoutItsHints) {
     request->GetUserDataConfig()->Set(key, 1);
   }
   const std::shared_ptr<IMediaBuffer> frame =
-      HybridBuffer::Reissue(request.get(), std::unique_ptr<HybridBuffer>(pool_->Take()));
+      HybridBuffer::Reissue(request.get(), HybridBuffer::Pooled(pool_->Take()));
   ASSERT_NE(frame, nullptr);
   IMediaDesc* desc = frame->GetDesc(0);
   EXPECT_EQ(desc->GetRotation(), 90U);
