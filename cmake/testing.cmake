@@ -37,3 +37,21 @@ function(mivare_test name)
   add_test(NAME ${name} COMMAND ${name} --gtest_shuffle)
   set_tests_properties(${name} PROPERTIES TIMEOUT 300 ENVIRONMENT "${sanitizer_environment}")
 endfunction()
+
+# mivare_failing_memory(target): for tests that run out of memory and threads. The program's own calls
+# of operator new and delete, of what starts a std::thread and of the system's blocks go, by their
+# mangled names, through tests/support/failing_new.cpp and system_blocks.cpp. Libraries that the
+# program loads are not reached: link their objects.
+if(WIN32)
+  set(mivare_size y)
+else()
+  set(mivare_size m)
+endif()
+function(mivare_failing_memory target)
+  foreach(name IN ITEMS _Znw${mivare_size} _Zna${mivare_size} _Znw${mivare_size}RKSt9nothrow_t
+          _Zna${mivare_size}RKSt9nothrow_t _ZdlPv _ZdlPv${mivare_size} _ZdaPv
+          _ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE
+          _ZN6mivare8platform13AllocateBlockE${mivare_size} _ZN6mivare8platform9FreeBlockEPv)
+    target_link_options(${target} PRIVATE LINKER:--wrap=${name})
+  endforeach()
+endfunction()

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <limits>
 #include <mutex>
 #include <new>
 #include <vector>
@@ -10,19 +11,25 @@
 #include "base/block_source.h"
 #include "orlo/event_bus.h"
 #include "platform/platform.h"
+#include "support/failing_new.h"
 
 namespace mivare::test {
 
-/// Lets every buffer allocation fail for a scope, but for the first `granted` ones. One at a time.
+/// Lets buffer allocations fail for a scope: after the first `granted` ones every one, or the next
+/// `refused` ones. One at a time.
 class FailingBlocks {
  public:
-  explicit FailingBlocks(int granted = 0) {
+  explicit FailingBlocks(int granted = 0, int refused = std::numeric_limits<int>::max()) {
     left() = granted;
+    to_refuse() = refused;
     SetBlockSource(&kSource);
   }
   ~FailingBlocks() { SetBlockSource(nullptr); }
   FailingBlocks(const FailingBlocks&) = delete;
   FailingBlocks& operator=(const FailingBlocks&) = delete;
+
+  /// Whether a block was refused.
+  bool fired() const { return left() < 0; }
 
   /// The system's code for the last large block that was refused.
   static uint32_t LastSystemError() { return error(); }
@@ -36,7 +43,14 @@ class FailingBlocks {
     static uint32_t value = 0;
     return value;
   }
-  static bool Granted() { return left().fetch_sub(1) > 0; }
+  static std::atomic<int>& to_refuse() {
+    static std::atomic<int> value{0};
+    return value;
+  }
+  static bool Granted() {
+    const int before = left().fetch_sub(1);
+    return before > 0 || -before >= to_refuse();
+  }
 
   static uint8_t* NewBytes(size_t size) {
     if (!Granted()) throw std::bad_alloc();
@@ -58,6 +72,7 @@ class MemoryListener {
  public:
   MemoryListener() : bus_(orlo::GetGlobalEventBus()) {
     token_ = bus_->Subscribe<orlo::SystemEvent>([this](const orlo::SystemEvent& event) {
+      const OwnMemory own;
       const std::lock_guard lock(mutex_);
       events_.push_back(event);
     });

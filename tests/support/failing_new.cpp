@@ -1,39 +1,185 @@
 #include "support/failing_new.h"
 
-#include <cstddef>
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <mutex>
 #include <new>
+#include <system_error>
 
-// The linker sends the program's own calls of operator new here (see the build file), whatever the
-// sanitizer has put in the place of the runtime's.
-void* WrappedNew(size_t size) __asm__("__wrap_" MIVARE_TEST_NEW);
+// The linker sends the program's own calls here (see the build file), whatever the sanitizer has
+// put in the place of the runtime's operators. Names are mangled; a size's letter is the
+// platform's.
+#define MIVARE_WRAP(name) __asm__("__wrap_" name)
+#define MIVARE_REAL(name) __asm__("__real_" name)
+#if __SIZEOF_SIZE_T__ == __SIZEOF_LONG__
+#define MIVARE_TEST_SIZE "m"
+#else
+#define MIVARE_TEST_SIZE "y"
+#endif
+#define MIVARE_NEW "_Znw" MIVARE_TEST_SIZE
+#define MIVARE_NEW_ARRAY "_Zna" MIVARE_TEST_SIZE
+#define MIVARE_NOTHROW "RKSt9nothrow_t"
+#define MIVARE_START_THREAD \
+  "_ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE"
+
+void* WrappedNew(size_t size) MIVARE_WRAP(MIVARE_NEW);
+void* WrappedNewArray(size_t size) MIVARE_WRAP(MIVARE_NEW_ARRAY);
 void* WrappedNothrowNew(size_t size, const std::nothrow_t& tag) noexcept
-    __asm__("__wrap_" MIVARE_TEST_NEW "RKSt9nothrow_t");
-void* RealNew(size_t size) __asm__("__real_" MIVARE_TEST_NEW);
+    MIVARE_WRAP(MIVARE_NEW MIVARE_NOTHROW);
+void* WrappedNothrowNewArray(size_t size, const std::nothrow_t& tag) noexcept
+    MIVARE_WRAP(MIVARE_NEW_ARRAY MIVARE_NOTHROW);
+void WrappedDelete(void* block) noexcept MIVARE_WRAP("_ZdlPv");
+void WrappedSizedDelete(void* block, size_t size) noexcept MIVARE_WRAP("_ZdlPv" MIVARE_TEST_SIZE);
+void WrappedDeleteArray(void* block) noexcept MIVARE_WRAP("_ZdaPv");
+void WrappedStartThread(void* thread, void* state, void (*depend)())
+    MIVARE_WRAP(MIVARE_START_THREAD);
+
+void* RealNew(size_t size) MIVARE_REAL(MIVARE_NEW);
+void* RealNewArray(size_t size) MIVARE_REAL(MIVARE_NEW_ARRAY);
 void* RealNothrowNew(size_t size, const std::nothrow_t& tag) noexcept
-    __asm__("__real_" MIVARE_TEST_NEW "RKSt9nothrow_t");
+    MIVARE_REAL(MIVARE_NEW MIVARE_NOTHROW);
+void* RealNothrowNewArray(size_t size, const std::nothrow_t& tag) noexcept
+    MIVARE_REAL(MIVARE_NEW_ARRAY MIVARE_NOTHROW);
+void RealDelete(void* block) noexcept MIVARE_REAL("_ZdlPv");
+void RealSizedDelete(void* block, size_t size) noexcept MIVARE_REAL("_ZdlPv" MIVARE_TEST_SIZE);
+void RealDeleteArray(void* block) noexcept MIVARE_REAL("_ZdaPv");
+// The state is passed by a hidden reference; the caller destroys it.
+void RealStartThread(void* thread, void* state, void (*depend)()) MIVARE_REAL(MIVARE_START_THREAD);
 
 namespace {
 
-// 0: memory never fails.
-thread_local uint64_t requests_to_failure = 0;
+using mivare::test::keeps_ledger;
+using mivare::test::requests_to_failure;
 
 bool FailsNow() { return requests_to_failure > 0 && --requests_to_failure == 0; }
+
+/// Addresses, without a heap of its own: a table that is searched from where an address belongs.
+class Ledger {
+ public:
+  void Open() {
+    const std::lock_guard lock(mutex_);
+    addresses_.fill(nullptr);
+    alive_ = 0;
+    open_.store(true, std::memory_order_relaxed);
+  }
+  void Close() { open_.store(false, std::memory_order_relaxed); }
+  void Note(void* block) {
+    if (!keeps_ledger || block == nullptr) return;
+    const std::lock_guard lock(mutex_);
+    for (size_t i = 0; i < kRoom; ++i) {
+      void*& place = Place(block, i);
+      if (place != nullptr && place != kGone) continue;
+      place = block;
+      ++alive_;
+      return;
+    }
+    std::abort();  // more than any test of ours
+  }
+  void Strike(void* block) {
+    if (block == nullptr || !open_.load(std::memory_order_relaxed)) return;
+    const std::lock_guard lock(mutex_);
+    for (size_t i = 0; i < kRoom; ++i) {
+      void*& place = Place(block, i);
+      if (place == nullptr) return;
+      if (place != block) continue;
+      place = kGone;
+      --alive_;
+      return;
+    }
+  }
+  size_t Alive() {
+    const std::lock_guard lock(mutex_);
+    return alive_;
+  }
+
+ private:
+  static constexpr size_t kRoom = 8192;
+  static constexpr char kMark = 0;
+  static inline void* const kGone = const_cast<char*>(&kMark);
+
+  void*& Place(void* block, size_t i) {
+    return addresses_[((reinterpret_cast<uintptr_t>(block) >> 4) + i) % kRoom];
+  }
+
+  std::mutex mutex_;
+  std::atomic<bool> open_{false};
+  std::array<void*, kRoom> addresses_{};
+  size_t alive_ = 0;
+};
+
+constinit Ledger ledger;
+constinit thread_local bool no_threads = false;
+constinit thread_local int refused_threads = 0;
 
 }  // namespace
 
 void* WrappedNew(size_t size) {
   if (FailsNow()) throw std::bad_alloc();
-  return RealNew(size);
+  void* block = RealNew(size);
+  ledger.Note(block);
+  return block;
+}
+
+void* WrappedNewArray(size_t size) {
+  if (FailsNow()) throw std::bad_alloc();
+  void* block = RealNewArray(size);
+  ledger.Note(block);
+  return block;
 }
 
 void* WrappedNothrowNew(size_t size, const std::nothrow_t& tag) noexcept {
-  return FailsNow() ? nullptr : RealNothrowNew(size, tag);
+  void* block = FailsNow() ? nullptr : RealNothrowNew(size, tag);
+  ledger.Note(block);
+  return block;
+}
+
+void* WrappedNothrowNewArray(size_t size, const std::nothrow_t& tag) noexcept {
+  void* block = FailsNow() ? nullptr : RealNothrowNewArray(size, tag);
+  ledger.Note(block);
+  return block;
+}
+
+void WrappedDelete(void* block) noexcept {
+  ledger.Strike(block);
+  RealDelete(block);
+}
+
+void WrappedSizedDelete(void* block, size_t size) noexcept {
+  ledger.Strike(block);
+  RealSizedDelete(block, size);
+}
+
+void WrappedDeleteArray(void* block) noexcept {
+  ledger.Strike(block);
+  RealDeleteArray(block);
+}
+
+void WrappedStartThread(void* thread, void* state, void (*depend)()) {
+  if (no_threads) {
+    ++refused_threads;
+    throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+  }
+  RealStartThread(thread, state, depend);
 }
 
 namespace mivare::test {
 
-FailingNew::FailingNew(uint64_t nth) { requests_to_failure = nth; }
-FailingNew::~FailingNew() { requests_to_failure = 0; }
-bool FailingNew::fired() const { return requests_to_failure == 0; }
+HeapLedger::HeapLedger() {
+  ledger.Open();
+  keeps_ledger = true;
+}
+HeapLedger::~HeapLedger() {
+  keeps_ledger = false;
+  ledger.Close();
+}
+size_t HeapLedger::Alive() const { return ledger.Alive(); }
+
+NoThreads::NoThreads() {
+  no_threads = true;
+  refused_threads = 0;
+}
+NoThreads::~NoThreads() { no_threads = false; }
+int NoThreads::refused() const { return refused_threads; }
 
 }  // namespace mivare::test

@@ -45,8 +45,9 @@ class FakeFrame final : public IMediaBuffer {
   std::shared_ptr<IMediaBuffer> Clone(uint32_t flags) override {
     clone_flags.push_back(flags);
     if (!can_clone) return nullptr;
-    auto copy =
-        std::make_shared<FakeFrame>(lives_, desc_ != nullptr ? desc_->CloneShared() : nullptr);
+    std::shared_ptr<IMediaDesc> desc = desc_ != nullptr ? desc_->CloneShared() : nullptr;
+    if (desc == nullptr && desc_ != nullptr) return nullptr;
+    auto copy = std::make_shared<FakeFrame>(lives_, std::move(desc));
     copy->picture = picture.load();
     return copy;
   }

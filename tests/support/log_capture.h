@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "orlo/log.h"
+#include "support/failing_new.h"
 
 namespace mivare::test {
 
@@ -72,6 +73,7 @@ class LogCapture {
 
  private:
   static void Receive(void* context, const char* tag, int32_t level, const char* text) {
+    const OwnMemory own;
     auto* self = static_cast<LogCapture*>(context);
     const std::lock_guard lock(self->mutex_);
     self->lines_.push_back({tag, level, text});
