@@ -29,10 +29,11 @@ inline int Fail(const char* what) {
 /// A request of its own for each call; `create` is the library's factory.
 inline std::shared_ptr<IMediaBuffer> AllocFrame(IAllocatorEx* allocator,
                                                 decltype(&NUXMivareMediaDescCreateEx) create,
-                                                uint32_t memory_location = 0) {
+                                                uint32_t memory_location = 0, int32_t width = 320,
+                                                int32_t height = 180) {
   const std::unique_ptr<IMediaDesc> desc(create(1, 1));
   if (desc == nullptr) return nullptr;
-  desc->SetWidthHeight(320, 180);
+  desc->SetWidthHeight(width, height);
   desc->SetMemoryLocation(memory_location);
   return allocator->Alloc(desc.get(), nullptr, nullptr);
 }

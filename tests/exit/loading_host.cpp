@@ -33,6 +33,10 @@ class Library {
   std::shared_ptr<IMediaBuffer> Frame(uint32_t memory_location = 0) const {
     return AllocFrame(manager_, create_, memory_location);
   }
+  /// Of 12 MiB, straight from the system.
+  std::shared_ptr<IMediaBuffer> LargeFrame() const {
+    return AllocFrame(manager_, create_, 0, 3840, 2160);
+  }
   IAllocatorEx* manager() const { return manager_; }
   void Unload() const { UnloadModule(module_); }
 
@@ -117,6 +121,23 @@ int UninitOnTheWorker(const char* path) {
   return Leave();
 }
 
+// An event of the library may be waiting then, to be delivered by code of the library.
+int AfterMemoryRanOut(const char* path) {
+  const Library library(path);
+  library.Init();
+  std::shared_ptr<IMediaBuffer> held = library.LargeFrame();  // so that no pool has one
+  if (held == nullptr) return Fail("no frame");
+  {
+    const NoRoom no_room(size_t{1} << 22);
+    if (library.LargeFrame() != nullptr) return Fail("a frame without room");
+  }
+  if (library.LargeFrame() == nullptr) return Fail("no frame again");
+  held.reset();
+  library.Uninit();
+  library.Unload();
+  return IsModuleLoaded(path) ? Leave() : Fail("unloaded under its event");
+}
+
 int Forgotten(const char* path) {
   const Library library(path);
   library.Init();
@@ -139,6 +160,7 @@ constexpr Way kWays[] = {
     {"while_up", WhileUp},
     {"while_up_and_back", WhileUpAndBack},
     {"uninit_on_the_worker", UninitOnTheWorker},
+    {"after_memory_ran_out", AfterMemoryRanOut},
     {"forgotten", Forgotten},
     {"plugin", Plugin},
 };

@@ -1,6 +1,9 @@
 // Loading and unloading a library by hand, as plug-in hosts do.
 #pragma once
 
+#include <array>
+#include <cstddef>
+
 namespace mivare::test {
 
 /// Takes a reference on a library, loading it if need be; null on failure.
@@ -23,5 +26,22 @@ Function* Find(void* module, const char* name) {
 /// Whether a thread can end and give its library back in one step; where it cannot, a library that
 /// is left to its own thread stays loaded.
 bool ThreadsCanTakeTheirModuleAlong();
+
+/// While it lives, the process finds no room for a block of `size` bytes; smaller needs are met.
+class NoRoom {
+ public:
+  explicit NoRoom(size_t size);
+  ~NoRoom();
+  NoRoom(const NoRoom&) = delete;
+  NoRoom& operator=(const NoRoom&) = delete;
+
+ private:
+  struct Taken {
+    void* address;
+    size_t size;
+  };
+  std::array<Taken, 4096> taken_;
+  size_t count_ = 0;
+};
 
 }  // namespace mivare::test

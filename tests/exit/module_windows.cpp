@@ -17,4 +17,20 @@ void* FindSymbol(void* module, const char* name) {
 
 bool ThreadsCanTakeTheirModuleAlong() { return true; }
 
+// Address space without memory behind it, in ever smaller pieces.
+NoRoom::NoRoom(size_t size) {
+  for (size_t piece = size_t{1} << 46; piece >= size && count_ < taken_.size();) {
+    void* address = VirtualAlloc(nullptr, piece, MEM_RESERVE, PAGE_NOACCESS);
+    if (address == nullptr) {
+      piece /= 2;
+    } else {
+      taken_[count_++] = {address, piece};
+    }
+  }
+}
+
+NoRoom::~NoRoom() {
+  while (count_ > 0) VirtualFree(taken_[--count_].address, 0, MEM_RELEASE);
+}
+
 }  // namespace mivare::test

@@ -108,7 +108,7 @@ class Ledger {
   size_t alive_ = 0;
 };
 
-constinit Ledger ledger;
+Ledger ledger;
 constinit thread_local bool no_threads = false;
 constinit thread_local int refused_threads = 0;
 

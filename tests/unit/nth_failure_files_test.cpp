@@ -24,10 +24,30 @@ namespace {
 
 constexpr char kAnyLine[] = "error! file[mivare/dump_image] line[*]";
 
+/// A folder whose memory does not count: paths are freed elsewhere than they are made.
+class OwnFolder {
+ public:
+  OwnFolder() {
+    const OwnMemory own;
+    folder_ = std::make_unique<ScratchFolder>();
+  }
+  ~OwnFolder() {
+    const OwnMemory own;
+    folder_.reset();
+  }
+  OwnFolder(const OwnFolder&) = delete;
+  OwnFolder& operator=(const OwnFolder&) = delete;
+  const ScratchFolder& operator*() const { return *folder_; }
+  const ScratchFolder* operator->() const { return folder_.get(); }
+
+ private:
+  std::unique_ptr<ScratchFolder> folder_;
+};
+
 /// Two frames of 64 x 64, or buffers with 100 bytes, and a folder.
 struct Files {
   std::shared_ptr<IAllocatorEx> allocator = MakeCpuAllocator();
-  ScratchFolder folder;
+  OwnFolder folder;
   std::shared_ptr<IMediaBuffer> frame;
   std::shared_ptr<IMediaBuffer> other;
   std::string digest = "as it was";
@@ -48,7 +68,7 @@ struct Files {
     buffer.Unlock();
   }
   bool HasWhole(const std::string& name, uintmax_t size) const {
-    return folder.Has(name) && folder.Size(name) == size;
+    return folder->Has(name) && folder->Size(name) == size;
   }
 };
 
@@ -79,16 +99,16 @@ Operation RawDump(const char* name, MediaDescPtr (*request)(), const char* file,
   Operation operation = OnFiles(name, request, [file = std::string(file), size](Files& files) {
     {
       const OwnMemory own;
-      std::remove(files.folder.File(file).c_str());
+      std::remove(files.folder->File(file).c_str());
     }
     std::string prefix;
     {
       const OwnMemory own;
-      prefix = files.folder.File("a");
+      prefix = files.folder->File("a");
     }
     NUXMivareDumpMediaBuffer(prefix.c_str(), files.frame);
     const OwnMemory own;
-    EXPECT_TRUE(files.HasWhole(file, size) || files.folder.IsEmpty()) << "half a file";
+    EXPECT_TRUE(files.HasWhole(file, size) || files.folder->IsEmpty()) << "half a file";
     return files.HasWhole(file, size);
   });
   operation.must_say = kAnyLine;
@@ -101,7 +121,7 @@ auto WithName(const Files& files, const char* name, Use use) {
   std::string path;
   {
     const OwnMemory own;
-    path = files.folder.File(name);
+    path = files.folder->File(name);
   }
   return use(path.c_str());
 }
@@ -169,7 +189,7 @@ INSTANTIATE_TEST_SUITE_P(Files, NthFailureWithFiles, testing::ValuesIn(Operation
 TEST(FilesWithoutMemory, AreLoadedComparedAndCopiedAllTheSame) {
   Files files(Planar());
   Files sound(Sound());
-  const std::string path = files.folder.File("a");
+  const std::string path = files.folder->File("a");
   NUXMivareDumpMediaBuffer(path.c_str(), files.frame);
   const std::string raw = path + ".yv12";
   const FailingNew failing(1);
