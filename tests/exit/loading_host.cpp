@@ -38,6 +38,7 @@ class Library {
     return AllocFrame(manager_, create_, 0, 3840, 2160);
   }
   IAllocatorEx* manager() const { return manager_; }
+  void* module() const { return module_; }
   void Unload() const { UnloadModule(module_); }
 
  private:
@@ -128,7 +129,7 @@ int AfterMemoryRanOut(const char* path) {
   std::shared_ptr<IMediaBuffer> held = library.LargeFrame();  // so that no pool has one
   if (held == nullptr) return Fail("no frame");
   {
-    const NoRoom no_room(size_t{1} << 22);
+    const NoRoom no_room(library.module(), size_t{1} << 22);
     if (library.LargeFrame() != nullptr) return Fail("a frame without room");
   }
   if (library.LargeFrame() == nullptr) return Fail("no frame again");

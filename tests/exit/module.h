@@ -27,10 +27,10 @@ Function* Find(void* module, const char* name) {
 /// is left to its own thread stays loaded.
 bool ThreadsCanTakeTheirModuleAlong();
 
-/// While it lives, the process finds no room for a block of `size` bytes; smaller needs are met.
+/// While it lives, a library gets no block of `size` bytes from the system; smaller needs are met.
 class NoRoom {
  public:
-  explicit NoRoom(size_t size);
+  NoRoom(void* module, size_t size);
   ~NoRoom();
   NoRoom(const NoRoom&) = delete;
   NoRoom& operator=(const NoRoom&) = delete;
@@ -40,7 +40,8 @@ class NoRoom {
     void* address;
     size_t size;
   };
-  std::array<Taken, 4096> taken_;
+  [[maybe_unused]] void* module_;
+  std::array<Taken, 4096> taken_{};  // of the address space
   size_t count_ = 0;
 };
 

@@ -20,7 +20,7 @@ void* FindSymbol(void* module, const char* name) { return dlsym(module, name); }
 bool ThreadsCanTakeTheirModuleAlong() { return false; }
 
 // Address space without memory behind it, in ever smaller pieces.
-NoRoom::NoRoom(size_t size) {
+NoRoom::NoRoom(void* module, size_t size) : module_(module) {
   for (size_t piece = size_t{1} << 46; piece >= size && count_ < taken_.size();) {
     void* address =
         mmap(nullptr, piece, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
