@@ -154,7 +154,7 @@ Operation Request(const Road& road) {
 }
 
 std::vector<std::string> NoBlock(std::vector<std::string> first, const char* refusal,
-                                 std::vector<std::string> last) {
+                                 const std::vector<std::string>& last) {
   return Join(
       Join(std::move(first), {"system memory error! file[mivare/allocator] line[158]", refusal}),
       last);
@@ -512,6 +512,7 @@ TEST(GivingMemoryBack, AllocatesNothing) {
   for (MediaDescPtr (*request)() : {Small, Device, Audio}) {
     world.request = request();
     std::vector<std::shared_ptr<IMediaBuffer>> frames;
+    frames.reserve(40);
     for (int i = 0; i < 40; ++i) frames.push_back(world.Alloc());
     const FailingNew failing(1);
     for (auto& frame : frames) frame.reset();
