@@ -294,14 +294,14 @@ TEST(FilesThatCannotBeOpened, AreSaidToBe) {
 TEST(AFileThatCannotBeWritten, EndsEachRunOfRowsAtItsFirstFailure) {
   const ScratchFolder folder;
   folder.Write("a", {1, 2, 3});
-  const std::vector<uint8_t> rows(1 << 20);
+  std::vector<uint8_t> rows(1 << 20);
   {
     DumpFile file(platform::OpenFile(folder.File("a").c_str(), "rb"));
     ASSERT_TRUE(file.IsOpen());
     EXPECT_FALSE(file.Write(rows.data(), rows.size()));
-    file.WriteRows(rows.data(), 2000, 1000, 500);
+    file.WriteRows(PlaneWalker(rows.data(), 2000, 500, 1000, std::nullopt));
     int converted = 0;
-    file.WriteConvertedRows<1, 1>(rows.data(), 1024, 1024, 500,
+    file.WriteConvertedRows<1, 1>(PlaneWalker(rows.data(), 1024, 500, 1024, std::nullopt),
                                   [&](const uint8_t* in, uint8_t* out) {
                                     *out = *in;
                                     ++converted;
