@@ -61,6 +61,12 @@ class Bytes {
     const std::span<const uint8_t> bytes = Some(most);
     return {bytes.begin(), bytes.end()};
   }
+  /// The same up to the first NUL.
+  std::string Word(size_t most) {
+    std::string text = Text(most);
+    text.resize(std::min(text.find('\0'), text.size()));
+    return text;
+  }
   std::span<const uint8_t> Rest() { return Cut(rest_.size()); }
 
  private:

@@ -207,7 +207,7 @@ void SetSubtitle(Bytes& in, Entry& entry) {
   for (uint32_t& value : pairs) value = in.Take<uint32_t>();
   subtitle->SetFirstPair(pairs[0], pairs[1]);
   subtitle->SetSecondPair(&pairs[2], &pairs[3]);
-  entry.model.text = in.Text(32).c_str();
+  entry.model.text = in.Word(32);
   subtitle->SetText(entry.model.text.c_str());
   subtitle->SetText(nullptr);
 }
@@ -265,7 +265,7 @@ void Query(Bytes& in, const Entry& entry) {
   FUZZ_CHECK(ask(kExtendDataKey) != nullptr && store != &mark);
   FUZZ_CHECK(ask(kMultiCameraKey) != nullptr && store != &mark);
   FUZZ_CHECK((ask(kAudioVolumeKey) != nullptr) == entry.model.has_volumes && store != &mark);
-  FUZZ_CHECK(ask(in.Text(8).c_str()) == &mark && ask(nullptr) == &mark);
+  FUZZ_CHECK(ask(in.Word(8).c_str()) == &mark && ask(nullptr) == &mark);
   desc.QueryProperty(kExtendDataKey, nullptr);
   uint32_t index = 0;
   FUZZ_CHECK(!desc.QueryIndex(&index) && index == UINT32_MAX && !desc.QueryIndex(nullptr));

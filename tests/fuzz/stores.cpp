@@ -43,7 +43,7 @@ struct Counted {
 
 // What a value is, as text that compares.
 std::string Say(const orlo::ValAny& value) {
-  const std::string tag = std::to_string(value.GetTag());
+  std::string tag = std::to_string(value.GetTag());
   if (const auto* counted = value.GetIf<Counted>()) {
     return tag + "c" + std::to_string(counted->number);
   }
@@ -120,7 +120,7 @@ using Key = std::optional<std::string>;
 
 Key TakeKey(Bytes& in) {
   const uint32_t choice = in.Below(20);
-  if (choice >= kKeys.size()) return in.Text(12).c_str();
+  if (choice >= kKeys.size()) return in.Word(12);
   return kKeys[choice] != nullptr ? Key(kKeys[choice]) : std::nullopt;
 }
 
