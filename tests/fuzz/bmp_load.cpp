@@ -30,16 +30,18 @@ void PutLittle(std::vector<uint8_t>& file, size_t at, size_t count, uint32_t val
   for (size_t i = 0; i < count; ++i) file[at + i] = static_cast<uint8_t>(value >> (8 * i));
 }
 
-// Headers that fit are hard to come by: most files get the frame's size, and a kind of pixels.
+// Headers that fit are hard to come by: most files get the frame's size, and a depth.
 std::vector<uint8_t> TakeBmp(Bytes& in, uint32_t width, uint32_t height) {
-  const uint32_t mend = in.Below(8);
+  constexpr std::array<uint32_t, 8> kDepths = {24, 32, 24, 32, 16, 8, 1, 0};
+  const uint32_t mend = in.Below(16);
+  const uint32_t compression = in.Below(4);
   const std::span<const uint8_t> rest = in.Rest();
   std::vector<uint8_t> file(rest.begin(), rest.end());
   if (mend == 0 || file.size() < kHeaders) return file;
   PutLittle(file, 18, 4, width);
   PutLittle(file, 22, 4, height);
-  if (mend > 1) PutLittle(file, 28, 2, mend % 2 == 0 ? 24 : 32);
-  if (mend > 5) PutLittle(file, 30, 4, 3);
+  if (mend >= kDepths.size()) PutLittle(file, 28, 2, kDepths[mend - kDepths.size()]);
+  if (compression > 0) PutLittle(file, 30, 4, compression);
   return file;
 }
 
