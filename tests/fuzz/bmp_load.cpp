@@ -100,6 +100,13 @@ void Run(Bytes in) {
   }
   FUZZ_CHECK(NUXMivareLoadBMP(ScratchFile().c_str(), picture.buffer) == fits);
   FUZZ_CHECK(picture.Contents() == expected);
+  if (!fits) return;
+
+  // Once more through a file: the dump is a file that loads to what is there.
+  FUZZ_CHECK(NUXMivareDumpBMP(ScratchFile().c_str(), picture.buffer) == 0);
+  FUZZ_CHECK(NUXMivareLoadBMP(ScratchFile().c_str(), picture.buffer));
+  FUZZ_CHECK(picture.Contents() == expected);
+  FUZZ_CHECK(TakeFile(ScratchFile()).size() == kHeaders + size_t{4} * width * height);
 }
 
 }  // namespace

@@ -28,6 +28,7 @@
 #include "mivare/media_desc.h"
 #include "mivare/media_sample.h"
 #include "mivare/user_data.h"
+#include "orlo/val_any.h"
 
 namespace mivare::fuzz {
 namespace {
@@ -79,7 +80,12 @@ MediaDescPtr TakeRequest(Bytes& in) {
   if (desc == nullptr) return desc;
   const int32_t width = TakeLength(in);
   desc->SetWidthHeight(width, TakeLength(in));
-  if (in.Below(8) == 0) desc->GetUserDataConfig()->Set("Blank", true);
+  if (in.Below(8) == 0) desc->SetMemoryLocation(in.Below(3));
+  for (const char* hint : {"Blank", "AllocHostMem", "PlatformCompatible"}) {
+    if (in.Below(8) != 0) continue;
+    const orlo::ValAny value = in.Flag() ? orlo::ValAny(in.Size()) : orlo::ValAny("no number");
+    desc->GetUserDataConfig()->Set(hint, value);
+  }
   const MediaDescPtr probe(desc->Clone());
   if (probe->GetFrameSize() > kMostBytes) return nullptr;
   return desc;
@@ -102,6 +108,11 @@ void AddPlanar(Bytes& in, World& world) {
   world.frames.push_back({std::move(frame)});
 }
 
+IMediaBuffer* FrameOf(Bytes& in, const World& world) {
+  const auto count = static_cast<uint32_t>(world.frames.size());
+  return count > 0 ? world.frames[in.Below(count)].frame.get() : nullptr;
+}
+
 void Alloc(Bytes& in, World& world, IMediaDesc* desc) {
   if (desc == nullptr) return;
   IAllocatorEx& allocator = Allocators::Get();
@@ -111,7 +122,12 @@ void Alloc(Bytes& in, World& world, IMediaDesc* desc) {
     world.frames.push_back({std::move(lazy)});
     return;
   }
-  Frame frame = allocator.Alloc(desc, nullptr, nullptr);
+  Frame frame;
+  try {
+    frame = allocator.Alloc(desc, in.Flag() ? FrameOf(in, world) : nullptr, nullptr);
+  } catch (const orlo::AnyBadAccess&) {  // a hint that is no number
+    return;
+  }
   if (frame == nullptr) return;
   if (desc->GetMediaType() == 2) {
     const std::span<const uint8_t> data = in.Some(255);
@@ -156,7 +172,7 @@ void AddCrop(Bytes& in, World& world, const Held& source) {
 void Turn(Bytes& in, const Held& held) {
   IMediaDesc* desc = held.frame->GetDesc(0);
   if (desc == nullptr || held.foreign) return;
-  switch (in.Below(4)) {
+  switch (in.Below(5)) {
     case 0: desc->ResetPitches(); break;
     case 1: {
       const std::array<int32_t, 4> pitches = {in.Size(), in.Size(), in.Size(), in.Size()};
@@ -168,6 +184,7 @@ void Turn(Bytes& in, const Held& held) {
       desc->SetWidthHeight(width, TakeLength(in));
       break;
     }
+    case 3: desc->SetMemoryLocation(in.Below(2)); break;
     default: desc->SetVideoSignalRange(in.Below(2)); break;
   }
 }
@@ -214,7 +231,8 @@ void Digest(const Held& held) {
 }
 
 void DumpAll(Bytes& in, const Held& held) {
-  const std::string prefix = Scratch().File("dump");
+  // At times too long a name for a file, and for the one that shows the size.
+  const std::string prefix = Scratch().File(std::string(in.Below(16) != 0 ? 1 : 600, 'd'));
   switch (in.Below(3)) {
     case 0: NUXMivareDumpBMP(prefix.c_str(), held.frame); break;
     case 1: NUXMivareDumpTGA(prefix.c_str(), held.frame); break;
