@@ -172,7 +172,7 @@ void AddCrop(Bytes& in, World& world, const Held& source) {
 void Turn(Bytes& in, const Held& held) {
   IMediaDesc* desc = held.frame->GetDesc(0);
   if (desc == nullptr || held.foreign) return;
-  switch (in.Below(5)) {
+  switch (in.Below(6)) {
     case 0: desc->ResetPitches(); break;
     case 1: {
       const std::array<int32_t, 4> pitches = {in.Size(), in.Size(), in.Size(), in.Size()};
@@ -185,6 +185,7 @@ void Turn(Bytes& in, const Held& held) {
       break;
     }
     case 3: desc->SetMemoryLocation(in.Below(2)); break;
+    case 4: desc->GetUserDataConfig()->Set(kIsOldKey, in.Flag()); break;
     default: desc->SetVideoSignalRange(in.Below(2)); break;
   }
 }
@@ -258,6 +259,19 @@ void Load(Bytes& in, const Held& held) {
   NUXMivareLoadMediaBuffer(ScratchFile().c_str(), held.frame);
 }
 
+void Manage(Bytes& in, IMediaBuffer& frame) {
+  IAllocatorEx& allocator = Allocators::Get();
+  uint64_t all = 0;
+  uint64_t free = 0;
+  switch (in.Below(8)) {
+    case 0: allocator.clear(); break;
+    case 1: allocator.reduce_memory(); break;
+    case 2: allocator.SetMemoryLimit(static_cast<uint32_t>(in.Size())); break;
+    case 3: FUZZ_CHECK(allocator.GetMemoryStatus(all, free) == 0); break;
+    default: allocator.FillBlank(&frame); break;
+  }
+}
+
 void LockWrongly(IMediaBuffer& frame) {
   std::array<uint8_t*, 8> planes{};
   std::array<int32_t, 8> pitches{};
@@ -323,7 +337,7 @@ void Step(Bytes& in, World& world, bool up) {
       return;
     }
     case 21:
-      if (up) Allocators::Get().FillBlank(held.frame.get());
+      if (up) Manage(in, *held.frame);
       return;
     case 22: return LockWrongly(*held.frame);
     default: return CloneSample(world);
