@@ -220,7 +220,7 @@ void Copy(const Held& to, const Held& from) {
   FUZZ_CHECK(status >= -1 && status <= 1);
 }
 
-// Digests of one row are defined, and so are those of 8-bit luma.
+// The digest of 8-bit luma is defined where all its rows are there.
 void Digest(const Held& held) {
   const IMediaDesc* desc = held.frame->GetDesc(0);
   std::string first;
@@ -228,7 +228,7 @@ void Digest(const Held& held) {
   const int32_t status = NUXMivareMediaBuffer2MD5(held.frame.get(), &first);
   FUZZ_CHECK(NUXMivareMediaBuffer2MD5(held.frame.get(), &second) == status);
   FUZZ_CHECK((status == 0) == (first.size() == 32));
-  if (status == 0 && desc->GetSmt() == 1) FUZZ_CHECK(first == second);
+  if (status == 0 && held.foreign && desc->GetSmt() == 1) FUZZ_CHECK(first == second);
 }
 
 void DumpAll(Bytes& in, const Held& held) {
