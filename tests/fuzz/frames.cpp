@@ -74,12 +74,25 @@ int32_t TakeSmt(Bytes& in) {
 // Mostly such that pixels exist, at times such that products wrap.
 int32_t TakeLength(Bytes& in) { return in.Below(8) != 0 ? 1 + in.Take<uint8_t>() % 80 : in.Size(); }
 
+// Sizes whose frames wrap to a few pages in most formats.
+constexpr std::array<std::array<int32_t, 2>, 4> kWrapping = {
+    {{73024, 58816}, {123136, 34880}, {153920, 27904}, {65536, 65536}}};
+
+void SetSize(Bytes& in, IMediaDesc& desc) {
+  if (in.Below(8) == 0) {
+    const auto& [width, height] = in.OneOf(kWrapping);
+    desc.SetWidthHeight(width, height);
+    return;
+  }
+  const int32_t width = TakeLength(in);
+  desc.SetWidthHeight(width, TakeLength(in));
+}
+
 MediaDescPtr TakeRequest(Bytes& in) {
   const uint32_t media_type = in.Below(8) != 0 ? 1 : 5;
   MediaDescPtr desc = MakeMediaDesc(media_type, TakeSmt(in));
   if (desc == nullptr) return desc;
-  const int32_t width = TakeLength(in);
-  desc->SetWidthHeight(width, TakeLength(in));
+  SetSize(in, *desc);
   if (in.Below(8) == 0) desc->SetMemoryLocation(in.Below(3));
   for (const char* hint : {"Blank", "AllocHostMem", "PlatformCompatible"}) {
     if (in.Below(8) != 0) continue;
@@ -179,11 +192,7 @@ void Turn(Bytes& in, const Held& held) {
       desc->SetPitches(pitches.data());
       break;
     }
-    case 2: {
-      const int32_t width = TakeLength(in);
-      desc->SetWidthHeight(width, TakeLength(in));
-      break;
-    }
+    case 2: SetSize(in, *desc); break;
     case 3: desc->SetMemoryLocation(in.Below(2)); break;
     case 4: desc->GetUserDataConfig()->Set(kIsOldKey, in.Flag()); break;
     default: desc->SetVideoSignalRange(in.Below(2)); break;
