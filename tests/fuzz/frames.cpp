@@ -216,6 +216,24 @@ void UseBytes(Bytes& in, IMediaBuffer& frame) {
   }
 }
 
+// Whether a walk over all its rows ends soon: where a pitch is next to nothing, tens of thousands
+// of rows lie in the frame's memory, as wide as that.
+bool IsQuick(const Held& held) {
+  const IMediaDesc* desc = held.frame->GetDesc(0);
+  const LockedBuffer lock(*held.frame);
+  if (desc == nullptr || !lock.ok()) return true;
+  const int64_t width = std::max(0, static_cast<int32_t>(desc->GetWidth()));
+  const int64_t height = std::max(0, static_cast<int32_t>(desc->GetHeight()));
+  int64_t bytes = 0;
+  for (size_t i = 0; i < 8; ++i) {
+    if (lock.plane(i) == nullptr) continue;
+    const int64_t pitch = std::abs(int64_t{lock.pitch(i)});
+    const int64_t rows = pitch > 0 ? std::min(height, kMostBytes / pitch + 1) : height;
+    bytes += rows * std::min<int64_t>(8 * width, kMostBytes);
+  }
+  return bytes < 16 * kMostBytes;
+}
+
 void Compare(Bytes& in, const Held& a, const Held& b) {
   const auto plane = static_cast<uint8_t>(in.Flag() ? in.Below(4) : in.Take());
   const double there = NUXMivareImagePSNR(a.frame, b.frame, plane);
@@ -313,6 +331,7 @@ void Step(Bytes& in, World& world, bool up) {
     return world.frames[in.Below(static_cast<uint32_t>(world.frames.size()))];
   };
   const Held held = any();
+  if (!IsQuick(held)) return Turn(in, held);
   switch (operation) {
     case 3:
     case 4: return AddCrop(in, world, held);
@@ -327,12 +346,15 @@ void Step(Bytes& in, World& world, bool up) {
     case 8: return Turn(in, held);
     case 9: return UseBytes(in, *held.frame);
     case 10:
-    case 11: return Compare(in, held, any());
+    case 11:
     case 12:
-    case 13: return Copy(held, any());
+    case 13:
     case 14: {
-      const Held source = any();
-      held.frame->CopyFrom(source.frame.get());
+      const Held other = any();
+      if (!IsQuick(other)) return Turn(in, other);
+      if (operation < 12) return Compare(in, held, other);
+      if (operation < 14) return Copy(held, other);
+      held.frame->CopyFrom(other.frame.get());
       return;
     }
     case 15: return Digest(held);
