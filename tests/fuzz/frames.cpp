@@ -379,10 +379,12 @@ void Run(Bytes in) {
   const Quiet quiet;
   const Balance balance;
   const TightBlocks blocks;
+  const uint8_t life = in.Take();
   std::optional<Allocators> allocators;
-  if (in.Below(4) != 0) allocators.emplace();
+  if (life % 4 != 0) allocators.emplace();
   World world;
   for (int steps = 0; steps < 48 && !in.Empty(); ++steps) Step(in, world, allocators.has_value());
+  if ((life & 4U) != 0) allocators.reset();  // with frames out
 }
 
 }  // namespace
