@@ -72,7 +72,8 @@ class HostFrame : public IMediaBuffer {
   }
   int32_t SetData(const uint8_t*, int32_t) override { return -1; }
   std::shared_ptr<IMediaBuffer> Clone(uint32_t) override { return nullptr; }
-  IMediaDesc* GetDesc(uint32_t) override { return desc.get(); }
+  /// Says what it is to the argument that everyone passes, and to no other.
+  IMediaDesc* GetDesc(uint32_t argument) override { return argument == 0 ? desc.get() : nullptr; }
   int32_t SetDataSize(int32_t) override { return -1; }
   std::shared_ptr<void> QueryObject(uint32_t, uint64_t) override { return nullptr; }
   void* QueryNative(uint32_t) override { return nullptr; }
