@@ -51,9 +51,10 @@ class FakeFrame final : public IMediaBuffer {
     copy->picture = picture.load();
     return copy;
   }
+  /// Says what it is to the argument that everyone passes, and to no other.
   IMediaDesc* GetDesc(uint32_t flags) override {
     desc_flags.store(flags);
-    return desc_.get();
+    return flags == 0 ? desc_.get() : nullptr;
   }
   int32_t SetDataSize(int32_t) override { return 21; }
   std::shared_ptr<void> QueryObject(uint32_t kind, uint64_t value) override {

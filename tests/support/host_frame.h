@@ -54,13 +54,13 @@ class HostFrame : public IMediaBuffer {
     if (throws) throw 7;
     ++locks;
     lock_was_for_reading = lock_was_for_reading && reserved == nullptr;
-    if (lock_status != 0) return lock_status;
+    // Also when refusing: nobody may use what a failed lock left behind.
     for (size_t i = 0; i < 8; ++i) {
       out_planes[i] = planes[i];
       out_pitches[i] = pitches[i];
     }
     if (capacity_out != nullptr) *capacity_out = capacity;
-    return 0;
+    return lock_status;
   }
   int32_t Unlock() override {
     ++unlocks;

@@ -9,6 +9,7 @@
 #include "hybrid_frame_allocator.h"
 #include "mivare/user_data.h"
 #include "orlo/event_bus.h"
+#include "support/failing_new.h"
 #include "support/fake_gpu.h"
 #include "support/log_capture.h"
 #include "support/request.h"
@@ -127,6 +128,27 @@ TEST_F(AllocatorMgrTest, HoldsTheEventBusFromInitToUninit) {
   bus->Post(orlo::SystemEvent{1, ""});
   bus->Flush();
   EXPECT_EQ(received, 1);
+  orlo::ReleaseGlobalEventBus();
+}
+
+TEST_F(AllocatorMgrTest, AnInitThatFailedGivesNoEventBusBack) {
+  NUXMivareDefaultAllocatorInit(&gpu_);
+  NUXMivareDefaultAllocatorUninit();
+  int received = 0;
+  orlo::GetGlobalEventBus()->Subscribe<orlo::SystemEvent>(
+      [&](const orlo::SystemEvent&) { ++received; });
+  {
+    const FailingNew no_memory(1);
+    NUXMivareDefaultAllocatorInit(&gpu_);
+    EXPECT_TRUE(no_memory.fired());
+  }
+  EXPECT_EQ(Current(), nullptr);
+  NUXMivareDefaultAllocatorUninit();
+  orlo::AsyncEventBus* bus = orlo::GetGlobalEventBus();  // the subscription is still there
+  bus->Post(orlo::SystemEvent{1, ""});
+  bus->Flush();
+  EXPECT_EQ(received, 1);
+  orlo::ReleaseGlobalEventBus();
   orlo::ReleaseGlobalEventBus();
 }
 

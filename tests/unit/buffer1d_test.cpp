@@ -262,10 +262,11 @@ TEST_F(Buffer1dTest, AppendDataRefusesNullAndSumsBeyond31Bits) {
   const auto bytes = Bytes(10);
   buffer.SetData(bytes.data(), 10);
   EXPECT_FALSE(buffer.AppendData(nullptr, 4));
+  EXPECT_FALSE(buffer.AppendData(nullptr, 1));
   EXPECT_FALSE(buffer.AppendData(bytes.data(), 0x7FFFFFFFU - 9));
   EXPECT_FALSE(buffer.AppendData(bytes.data(), 0x80000000U));
   EXPECT_FALSE(buffer.AppendData(bytes.data(), 0xFFFFFFFFU));
-  EXPECT_EQ(Refusals(), 4);
+  EXPECT_EQ(Refusals(), 5);
   EXPECT_EQ(Shown(buffer).Content(), bytes);
 }
 

@@ -3,13 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <functional>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "base/clock.h"
 #include "blank_pool.h"
 #include "frame_pools.h"
 #include "hybrid_frame.h"
@@ -105,6 +109,38 @@ TEST_F(CheckLoopTest, ReportsNothingOnceATaskHasEndedTheLibrary) {
   done.get_future().wait();
   loop_.reset();
   EXPECT_EQ(cpu_->reports, 0);
+}
+
+// A clock that stands still: whoever waits on it is woken, or waits for ever.
+class StoppedClock final : public Clock {
+ public:
+  StoppedClock() { SetClock(this); }
+  ~StoppedClock() override { SetClock(nullptr); }
+  int64_t WallMs() override { return 0; }
+  int64_t SteadyMs() override { return 0; }
+  void Wait(std::condition_variable& wake, std::unique_lock<std::mutex>& lock, int64_t,
+            const std::function<bool()>& ready) override {
+    if (!ready()) {
+      waiting = true;
+      wake.wait(lock, ready);
+    }
+  }
+
+  std::atomic<bool> waiting{false};
+};
+
+TEST(CheckLoop, IsWokenForEachTaskAndForItsEnd) {
+  const LogCapture quiet;
+  StoppedClock clock;
+  const auto pools = std::make_shared<FramePools>();
+  check_loop loop(pools, std::make_shared<FakeCpu>());
+  for (int i = 0; i < 3; ++i) {
+    while (!clock.waiting) std::this_thread::yield();
+    clock.waiting = false;
+    std::promise<void> done;
+    pools->Queue([&] { done.set_value(); });
+    done.get_future().wait();
+  }
 }
 
 TEST_F(CheckLoopTest, AStepOfTheWallClockCausesNoReport) {

@@ -174,7 +174,8 @@ TEST(LoadBmp, RefusesAnythingButSmt45WithoutReadingPixels) {
 }
 
 TEST(LoadBmp, CopiesNothingOfOtherDepths) {
-  for (const uint32_t bits : {0U, 1U, 4U, 8U, 15U, 16U, 23U, 25U, 31U, 33U, 48U, 64U, 65535U}) {
+  for (const uint32_t bits :
+       {0U, 1U, 4U, 8U, 15U, 16U, 23U, 25U, 31U, 33U, 48U, 64U, 0x118U, 0x120U, 65535U}) {
     SCOPED_TRACE(bits);
     const auto frame = SmallFrame();
     EXPECT_FALSE(Load(Headers(2, 2, bits) + Counting(0, 64), frame));

@@ -118,6 +118,28 @@ TEST(RotatedSize, Of1920x1080By45IsTheDiagonalLong) {
   EXPECT_EQ(Canvas(90, 1920, 1080), (Size{1920, 3413}));
 }
 
+// A little before and behind a quarter turn the picture lies as its mirror image does.
+TEST(RotatedSize, IsTheSameOnBothSidesOfEachQuarterTurn) {
+  for (const float angle : {0.5F, 179.5F, 180.5F, 359.5F}) {
+    EXPECT_EQ(Canvas(angle, 1920, 1080), (Size{1097, 1950})) << angle;
+  }
+  for (const float angle : {1.0F, 179.0F, 181.0F, 359.0F}) {
+    EXPECT_EQ(Canvas(angle, 1920, 1080), (Size{1113, 1979})) << angle;
+  }
+  for (const float angle : {44.0F, 136.0F, 224.0F, 316.0F}) {
+    EXPECT_EQ(Canvas(angle, 1920, 1080), (Size{2111, 3752})) << angle;
+  }
+  for (const float angle : {46.0F, 134.0F, 226.0F, 314.0F}) {
+    EXPECT_EQ(Canvas(angle, 1920, 1080), (Size{2131, 3789})) << angle;
+  }
+  for (const float angle : {89.0F, 91.0F, 269.0F, 271.0F}) {
+    EXPECT_EQ(Canvas(angle, 1920, 1080), (Size{1939, 3446})) << angle;
+  }
+  for (const float angle : {89.5F, 90.5F, 269.5F, 270.5F}) {
+    EXPECT_EQ(Canvas(angle, 1920, 1080), (Size{1929, 3430})) << angle;
+  }
+}
+
 TEST(RotatedSize, OfAnAngleThatIsNoNumberIsAlmostNothing) {
   // The side is 0, and only the added halves remain: 0.5, and 0.5 * 1920 / 1080 + 0.5 = 1.39.
   for (const float angle :

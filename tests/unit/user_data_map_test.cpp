@@ -311,15 +311,21 @@ TEST(UserDataMap, ACloneOfAnEmptyMapIsEmpty) {
 
 TEST(UserDataMap, LockKeepsOtherThreadsOut) {
   UserDataMap map;
+  std::atomic<bool> started{false};
   std::atomic<bool> stored{false};
   map.Lock();
   std::thread writer([&] {
+    started = true;
     map.Set("a", ValAny(1));
     stored = true;
   });
+  while (!started) std::this_thread::yield();
   std::string key;
   ValAny value;
-  for (int i = 0; i < 1000; ++i) EXPECT_EQ(map.Enumerate(true, key, value), 1U);
+  for (int i = 0; i < 1000 && !stored; ++i) {
+    EXPECT_EQ(map.Enumerate(true, key, value), 1U);
+    std::this_thread::yield();
+  }
   EXPECT_FALSE(stored);
   map.Unlock();
   writer.join();
