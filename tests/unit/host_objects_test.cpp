@@ -105,6 +105,17 @@ TEST(HybridFrame, GoesWhenItsDescriptionThrowsOnTheWayBackToThePool) {
   EXPECT_EQ(log.CountContaining("error! file[mivare/hybrid_frame] line["), 1);
 }
 
+TEST(HybridFrame, GoesBackToThePoolWithoutUserDataToClear) {
+  const TrovelBalance balance;
+  const auto pool = std::make_shared<BlankPool>();
+  auto storage = std::make_shared<HostFrame>(MediaDescPtr(new FakeDesc(1, 1)));
+  std::shared_ptr<IMediaBuffer> frame = HybridBuffer::Create(std::move(storage), {}, {}, pool);
+  const void* address = frame.get();
+  frame.reset();
+  const std::unique_ptr<HybridBuffer> pooled(pool->Take());
+  EXPECT_EQ(pooled.get(), address);
+}
+
 TEST(HybridFrameAllocator, AFailedRequestThatIsNeitherVideoNorAudioIsLoggedByItsTypeAlone) {
   const LogCapture log;
   NUXMivareDefaultAllocatorInit(nullptr);
@@ -142,6 +153,38 @@ TEST(DumpDeviceFrame, IsDumpedItselfWhenItsNotesAskForWhatCannotBe) {
   EXPECT_EQ(folder.Read("f.nv12"), (Bytes{0x00, 0x01, 0x10, 0x11, 0x40, 0x41}));
   EXPECT_EQ(log.Count(6, "error! file[mivare/dump_image] line[724]"), 1);
   EXPECT_EQ(gpu.Count("Alloc"), 0);
+}
+
+/// Its frames do not say what they are.
+class SilentGpu final : public IGpuAllocator {
+ public:
+  std::shared_ptr<HostFrame> given;
+
+  std::shared_ptr<IMediaBuffer> Alloc(IMediaDesc*, IMediaBuffer*, void*) override {
+    given = std::make_shared<HostFrame>(nullptr);
+    return given;
+  }
+  bool FillBlank(std::shared_ptr<IMediaBuffer>) override { return false; }
+  bool Download(IMediaBuffer*, IMediaBuffer*) override { return false; }
+  int64_t GetAvailableMemory() override { return 0; }
+};
+
+TEST(DumpDeviceFrame, IsDumpedItselfWhenItsCopyDoesNotSayWhatItIs) {
+  const TrovelBalance balance;
+  const ScratchFolder folder;
+  const LogCapture log;
+  SilentGpu gpu;
+  auto desc = std::make_unique<FakeDesc>(1, 6, 2, 2);
+  desc->memory_location = 1;
+  const auto frame = PatternFrame(MediaDescPtr(desc.release()), 2);
+  NUXMivareDefaultAllocatorInit(&gpu);
+  NUXMivareDumpMediaBuffer(folder.File("f").c_str(), frame);
+  NUXMivareDefaultAllocatorUninit();
+  EXPECT_EQ(folder.Read("f.nv12"), (Bytes{0x00, 0x01, 0x10, 0x11, 0x40, 0x41}));
+  EXPECT_EQ(log.Count(6, "error! file[mivare/dump_image] line[724]"), 1);
+  ASSERT_NE(gpu.given, nullptr);
+  EXPECT_EQ(gpu.given->locks, 0);
+  EXPECT_EQ(gpu.given.use_count(), 1);
 }
 
 TEST(BufferMd5, OfAPictureThatIsNegativeOneWayIsRefusedEvenIfItHasNoBytes) {
