@@ -61,7 +61,7 @@ class RecordingBuffer final : public FakeBuffer {
   }
   IMediaDesc* GetDesc(uint32_t flags) override {
     calls.push_back("GetDesc " + std::to_string(flags));
-    return desc;
+    return expected != nullptr ? desc : FakeBuffer::GetDesc(flags);
   }
   int32_t SetDataSize(int32_t size) override {
     calls.push_back("SetDataSize " + std::to_string(size));
