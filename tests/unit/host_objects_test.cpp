@@ -20,6 +20,7 @@
 #include "support/fake_gpu.h"
 #include "support/host_frame.h"
 #include "support/log_capture.h"
+#include "support/request.h"
 #include "support/scratch_folder.h"
 #include "support/trovel_balance.h"
 #include "user_data_map.h"
@@ -153,6 +154,35 @@ TEST(DumpDeviceFrame, IsDumpedItselfWhenItsNotesAskForWhatCannotBe) {
   EXPECT_EQ(folder.Read("f.nv12"), (Bytes{0x00, 0x01, 0x10, 0x11, 0x40, 0x41}));
   EXPECT_EQ(log.Count(6, "error! file[mivare/dump_image] line[724]"), 1);
   EXPECT_EQ(gpu.Count("Alloc"), 0);
+}
+
+/// Looks at a file when it is unlocked.
+class WatchingFrame final : public HostFrame {
+ public:
+  WatchingFrame(MediaDescPtr description, const ScratchFolder& folder, std::string name)
+      : HostFrame(std::move(description)), folder_(folder), name_(std::move(name)) {
+    AddPlane(0, 4, 4, 2);
+  }
+  int32_t Unlock() override {
+    size = folder_.Size(name_);
+    return HostFrame::Unlock();
+  }
+
+  uintmax_t size = 0;
+
+ private:
+  const ScratchFolder& folder_;
+  std::string name_;
+};
+
+TEST(DumpMedia, HasWrittenEverythingWhenItUnlocks) {
+  const ScratchFolder folder;
+  const auto picture = std::make_shared<WatchingFrame>(Describe(1, 6, 4, 2), folder, "f.nv12");
+  NUXMivareDumpMediaBuffer(folder.File("f").c_str(), picture);
+  EXPECT_EQ(picture->size, 8u);
+  const auto sound = std::make_shared<WatchingFrame>(AudioRequest(), folder, "f.pcm");
+  NUXMivareDumpMediaBuffer(folder.File("f").c_str(), sound);
+  EXPECT_EQ(sound->size, 4u);
 }
 
 /// Its frames do not say what they are.
