@@ -212,8 +212,8 @@ extern "C" MIVARE_API void NUXMivareCopyMediaExtraProperty(mivare::IMediaDesc* d
                                                            mivare::IMediaDesc* source);
 
 /// Leaves `destination` with exactly the user data of `source`; a description onto itself ends
-/// empty, and so does `destination` when memory runs out. Null arguments, or a description without a
-/// map, do nothing.
+/// empty, and so does `destination` when memory runs out. Null arguments, or a description without
+/// a map, do nothing.
 extern "C" MIVARE_API void NUXMivareCopyUserData(mivare::IMediaDesc* destination,
                                                  mivare::IMediaDesc* source);
 

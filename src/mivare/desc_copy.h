@@ -6,7 +6,8 @@ namespace mivare {
 
 class IMediaDesc;
 
-/// NUXMivareCopyMediaExtraProperty. Throws what the stores throw; the blocks copied until then stay.
+/// NUXMivareCopyMediaExtraProperty. Throws what the stores throw; the blocks copied until then
+/// stay.
 void CopyExtraProperty(IMediaDesc* destination, IMediaDesc* source);
 
 /// NUXMivareCopyUserData. Throws what the maps throw; `destination` has no user data then.
