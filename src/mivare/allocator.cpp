@@ -102,32 +102,29 @@ allocator::Status allocator::SumOverSlots() const {
   return sum;
 }
 
-allocator::Status allocator::LockedSum() {
-  const MutexLock lock(mutex_);
-  return SumOverSlots();
-}
-
 int32_t allocator::GetMemoryStatus(uint64_t& all, uint64_t& free) {
-  const Status sum = LockedSum();
+  const MutexLock lock(mutex_);
+  const Status sum = SumOverSlots();
   all = sum.all;
   free = sum.free;
   return 0;
 }
 
-// Lines are logged without the lock: a sink may ask the allocator.
+// One step to other threads. Lines are logged behind the lock: a sink may ask the allocator.
 void allocator::clear() {
   constexpr char kFunction[] = "mivare::allocator::clear";
   constexpr uint64_t kMegabyte = 1'000'000;
-  const Status before = LockedSum();
-  MIVARE_LOG(kLogStatus, "%s before status all[%lld]mb, free[%lld]mb", kFunction,
-             static_cast<long long>(before.all / kMegabyte),
-             static_cast<long long>(before.free / kMegabyte));
+  Status before;
   Status after;
   {
     const MutexLock lock(mutex_);
+    before = SumOverSlots();
     for (const auto& [key, slot] : pools_) slot->Clear();
     after = SumOverSlots();
   }
+  MIVARE_LOG(kLogStatus, "%s before status all[%lld]mb, free[%lld]mb", kFunction,
+             static_cast<long long>(before.all / kMegabyte),
+             static_cast<long long>(before.free / kMegabyte));
   MIVARE_LOG(kLogStatus, "%s done. status all[%lld]mb, free[%lld]mb", kFunction,
              static_cast<long long>(after.all / kMegabyte),
              static_cast<long long>(after.free / kMegabyte));

@@ -47,7 +47,6 @@ class allocator : public IAllocatorEx {
   std::shared_ptr<Slot> SlotFor(uint64_t key) EXCLUDES(mutex_);
   PooledBuffer Obtain(IMediaDesc* desc, IMediaBuffer* source) EXCLUDES(mutex_);
   Status SumOverSlots() const REQUIRES(mutex_);
-  Status LockedSum() EXCLUDES(mutex_);
 
   Mutex mutex_ ACQUIRED_AFTER(lock_order::allocators) ACQUIRED_BEFORE(lock_order::pools);
   std::map<uint64_t, std::shared_ptr<Slot>> pools_ GUARDED_BY(mutex_);
