@@ -79,7 +79,7 @@ class alignas(64) Shard {
   }
 
  private:
-  static constexpr size_t kFirstBucketCount = 64;
+  static constexpr size_t kFirstBucketCount = 16;
 
   static void Push(Node** list, Node* node) {
     node->next = *list;
@@ -118,7 +118,9 @@ class alignas(64) Shard {
   Node* idle_ = nullptr;
 };
 
-using Shards = std::array<Shard, 16>;
+// Many, so that few frames of different threads meet in one.
+constexpr int kShardBits = 6;
+using Shards = std::array<Shard, 1U << kShardBits>;
 
 // In place and never destroyed: objects outlive the static destructors of this library.
 Shards& AllShards() {
@@ -128,7 +130,7 @@ Shards& AllShards() {
 }
 
 // By the topmost bits, since the buckets go by the lowest.
-Shard& ShardOf(uint64_t hash) { return AllShards()[hash >> 60]; }
+Shard& ShardOf(uint64_t hash) { return AllShards()[hash >> (64 - kShardBits)]; }
 
 }  // namespace
 
