@@ -25,6 +25,10 @@ int64_t WallClockMs() noexcept;
 /// Milliseconds of a clock that never steps, from an arbitrary start.
 int64_t SteadyClockMs() noexcept;
 
+/// A number of the calling thread, small or well spread in its low bits, and the same at each call.
+/// Allocates nothing.
+uint32_t ThreadNumber() noexcept;
+
 /// One reading of the process's CPU use, in units of 100 ns.
 struct CpuTimes {
   uint64_t system_time = 0;  ///< wall clock, since an arbitrary start

@@ -8,6 +8,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -87,6 +88,12 @@ uint32_t LastError() noexcept { return static_cast<uint32_t>(errno); }
 int64_t WallClockMs() noexcept { return ReadClockMs(CLOCK_REALTIME); }
 
 int64_t SteadyClockMs() noexcept { return ReadClockMs(CLOCK_MONOTONIC); }
+
+uint32_t ThreadNumber() noexcept {
+  static std::atomic<uint32_t> count{0};
+  thread_local const uint32_t number = count.fetch_add(1, std::memory_order_relaxed);
+  return number;
+}
 
 bool ReadCpuTimes(CpuTimes& times) noexcept {
   const long processors = sysconf(_SC_NPROCESSORS_ONLN);

@@ -4,7 +4,6 @@
 #include <windows.h>
 // windows.h comes first: the others need its types.
 #include <psapi.h>
-#include <sys/timeb.h>
 
 #include <string>
 
@@ -15,6 +14,8 @@ extern "C" NTSYSAPI BOOLEAN NTAPI RtlDllShutdownInProgress();
 
 namespace mivare::platform {
 namespace {
+
+constexpr int64_t kUnixEpochMs = 11'644'473'600'000;  // since 1601, where the system's time starts
 
 uint64_t Join(const FILETIME& time) noexcept {
   return (static_cast<uint64_t>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
@@ -33,12 +34,15 @@ void FreeBlock(void* block) noexcept {
 uint32_t LastError() noexcept { return GetLastError(); }
 
 int64_t WallClockMs() noexcept {
-  __timeb64 now{};
-  _ftime64(&now);
-  return static_cast<int64_t>(now.time) * 1000 + now.millitm;
+  FILETIME now{};
+  GetSystemTimeAsFileTime(&now);
+  return static_cast<int64_t>(Join(now) / 10'000) - kUnixEpochMs;
 }
 
 int64_t SteadyClockMs() noexcept { return static_cast<int64_t>(GetTickCount64()); }
+
+// System-wide numbers, all multiples of 4.
+uint32_t ThreadNumber() noexcept { return GetCurrentThreadId() / 4; }
 
 bool ReadCpuTimes(CpuTimes& times) noexcept {
   SYSTEM_INFO system{};
