@@ -1,5 +1,6 @@
 #include "allocator_mgr.h"
 
+#include <new>
 #include <utility>
 
 #include "base/log.h"
@@ -26,27 +27,23 @@ AllocatorMgrDecoImpl& AllocatorMgrDecoImpl::Instance() {
   return manager.get();
 }
 
-std::shared_ptr<IAllocator> AllocatorMgrDecoImpl::Current() {
-  const MutexLock lock(mutex_);
-  return current_;
-}
-
-std::shared_ptr<IAllocator> AllocatorMgrDecoImpl::Exchange(std::shared_ptr<IAllocator> next) {
-  const MutexLock lock(mutex_);
-  is_up_.store(next != nullptr, std::memory_order_relaxed);
-  return std::exchange(current_, std::move(next));
-}
-
 int32_t AllocatorMgrDecoImpl::Init(IGpuAllocator* gpu) {
   std::shared_ptr<IAllocator> stale;  // there is none, unless process exit came in between
   const MutexLock lock(init_mutex_);
   if (init_count_++ != 0) return 0;
-  std::shared_ptr<IAllocator> made = hybrid_frame_allocator::Create(gpu);
-  if (made == nullptr) {
+  try {
+    CurrentAllocator::Room room;
+    std::shared_ptr<IAllocator> made = hybrid_frame_allocator::Create(gpu);
+    if (made == nullptr) {
+      LogErrorAt(unit::kAllocatorMgr, 216);
+      return 0;
+    }
+    stale = current_.Replace(room, std::move(made));
+  } catch (const std::bad_alloc&) {  // no room
     LogErrorAt(unit::kAllocatorMgr, 216);
     return 0;
   }
-  stale = Exchange(std::move(made));
+  is_up_.store(true, std::memory_order_relaxed);
   holds_bus_ = orlo::GetGlobalEventBus() != nullptr;
   return 0;
 }
@@ -61,7 +58,8 @@ int32_t AllocatorMgrDecoImpl::Uninit() {
   {
     const MutexLock lock(init_mutex_);
     if (init_count_-- != 1) return 0;
-    dropped = Exchange(nullptr);
+    is_up_.store(false, std::memory_order_relaxed);
+    dropped = current_.Remove();
     release_bus = std::exchange(holds_bus_, false);
   }
   // Without a lock: dropping the allocator waits for its worker, which may be in the host's code.
@@ -87,26 +85,29 @@ void AllocatorMgrDecoImpl::WarnAndClear() {
   MIVARE_LOG(kLogStatus, "warning! file[%s] line[%d]", unit::kAllocatorMgr, 250);
   if (platform::OtherThreadsKilled()) return;
   static_cast<void>(platform::ReferenceModule().release());
-  Exchange(nullptr);
+  is_up_.store(false, std::memory_order_relaxed);
+  current_.Remove();
 }
 
 std::shared_ptr<IMediaBuffer> AllocatorMgrDecoImpl::Alloc(IMediaDesc* desc, IMediaBuffer* source,
                                                           void* reserved) {
-  const std::shared_ptr<IAllocator> current = Current();
-  return current != nullptr ? current->Alloc(desc, source, reserved) : nullptr;
+  const CurrentAllocator::Loan current = current_.Borrow();
+  return current.get() != nullptr ? current.get()->Alloc(desc, source, reserved) : nullptr;
 }
 
 int32_t AllocatorMgrDecoImpl::GetMemoryStatus(uint64_t& all, uint64_t& free) {
-  const std::shared_ptr<IAllocator> current = Current();
-  return current != nullptr ? current->GetMemoryStatus(all, free) : -1;
+  const CurrentAllocator::Loan current = current_.Borrow();
+  return current.get() != nullptr ? current.get()->GetMemoryStatus(all, free) : -1;
 }
 
 void AllocatorMgrDecoImpl::clear() {
-  if (const std::shared_ptr<IAllocator> current = Current()) current->clear();
+  const CurrentAllocator::Loan current = current_.Borrow();
+  if (current.get() != nullptr) current.get()->clear();
 }
 
 void AllocatorMgrDecoImpl::SetMemoryLimit(uint32_t megabytes) {
-  if (const std::shared_ptr<IAllocator> current = Current()) current->SetMemoryLimit(megabytes);
+  const CurrentAllocator::Loan current = current_.Borrow();
+  if (current.get() != nullptr) current.get()->SetMemoryLimit(megabytes);
 }
 
 bool AllocatorMgrDecoImpl::FillBlank(IMediaBuffer* /*frame*/) { return false; }

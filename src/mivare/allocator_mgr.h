@@ -8,6 +8,7 @@
 #include "allocator_decorator.h"
 #include "base/lock_order.h"
 #include "base/mutex.h"
+#include "current_allocator.h"
 
 namespace mivare {
 
@@ -21,15 +22,15 @@ class AllocatorMgrDecoImpl final : public allocator_decorator {
 
   /// A counted copy of the current allocator; empty before the first Init and after the last
   /// Uninit.
-  std::shared_ptr<IAllocator> Current() EXCLUDES(mutex_);
+  std::shared_ptr<IAllocator> Current() { return current_.Borrow().Share(); }
 
   /// The exports of the same names: the first Init makes an allocator, the last Uninit drops it.
-  int32_t Init(IGpuAllocator* gpu) EXCLUDES(init_mutex_, mutex_);
-  int32_t Uninit() EXCLUDES(init_mutex_, mutex_);
+  int32_t Init(IGpuAllocator* gpu) EXCLUDES(init_mutex_);
+  int32_t Uninit() EXCLUDES(init_mutex_);
 
   /// What process exit does: warns about a missing Uninit and drops the allocator it left, unless
   /// the system has killed its worker already.
-  void WarnAndClear() EXCLUDES(mutex_);
+  void WarnAndClear();
 
   std::shared_ptr<IMediaBuffer> Alloc(IMediaDesc* desc, IMediaBuffer* source,
                                       void* reserved) override;
@@ -47,16 +48,13 @@ class AllocatorMgrDecoImpl final : public allocator_decorator {
 
  private:
   void ForgetAtExit() NO_THREAD_SAFETY_ANALYSIS;
-  std::shared_ptr<IAllocator> Exchange(std::shared_ptr<IAllocator> next) EXCLUDES(mutex_);
 
-  Mutex mutex_ ACQUIRED_AFTER(lock_order::allocators);
-  std::shared_ptr<IAllocator> current_ GUARDED_BY(mutex_);
-  // Whether current_ is set, for process exit, which may not lock. Relaxed: it guards no data.
+  CurrentAllocator current_;
+  // Whether there is one, for process exit, which may not lock. Relaxed: it guards no data.
   std::atomic<bool> is_up_{false};
 
-  // Puts Inits and Uninits in a row; taken before mutex_ and never held while an allocator goes.
-  Mutex init_mutex_ ACQUIRED_AFTER(lock_order::objects)
-      ACQUIRED_BEFORE(mutex_, lock_order::allocators);
+  // Puts Inits and Uninits in a row; never held while an allocator goes.
+  Mutex init_mutex_ ACQUIRED_AFTER(lock_order::objects) ACQUIRED_BEFORE(lock_order::allocators);
   uint64_t init_count_ GUARDED_BY(init_mutex_) = 0;  // wraps
   bool holds_bus_ GUARDED_BY(init_mutex_) = false;
 };
