@@ -54,7 +54,9 @@ else()
 endif()
 function(mivare_failing_memory target)
   foreach(name IN ITEMS _Znw${mivare_size} _Zna${mivare_size} _Znw${mivare_size}RKSt9nothrow_t
-          _Zna${mivare_size}RKSt9nothrow_t _ZdlPv _ZdlPv${mivare_size} _ZdaPv
+          _Zna${mivare_size}RKSt9nothrow_t _Znw${mivare_size}St11align_val_t
+          _ZdlPv _ZdlPv${mivare_size} _ZdaPv
+          _ZdlPvSt11align_val_t _ZdlPv${mivare_size}St11align_val_t
           _ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE
           _ZN6mivare8platform13AllocateBlockE${mivare_size} _ZN6mivare8platform9FreeBlockEPv)
     target_link_options(${target} PRIVATE LINKER:--wrap=${name})

@@ -87,7 +87,7 @@ PooledBuffer allocator::Obtain(IMediaDesc* desc, IMediaBuffer* source) try {
 std::shared_ptr<Slot> allocator::SlotFor(uint64_t key) {
   const MutexLock lock(mutex_);
   if (const auto found = pools_.find(key); found != pools_.end()) return found->second;
-  return pools_.emplace(key, std::make_shared<Slot>()).first->second;
+  return pools_.emplace(key, std::make_shared<Slot>(awake_)).first->second;
 }
 
 allocator::Status allocator::SumOverSlots() const {
@@ -139,16 +139,15 @@ bool allocator::FillBlank(IMediaBuffer*) { return false; }
 
 std::shared_ptr<IMediaBuffer> allocator::AllocLazy(IMediaDesc*) { return {}; }
 
+// An idle library comes by here ten times a second, with slots for whatever was ever asked for.
 void allocator::reduce_memory() {
+  if (!awake_->any()) return;
   bool released = false;
   Status sum;
   {
     const MutexLock lock(mutex_);
     for (const auto& [key, slot] : pools_) {
-      // An idle library comes by here ten times a second, with slots for whatever was ever asked
-      // for.
-      if (slot->IsEmpty()) continue;
-      if (!slot->IsRecentlyUsed() && slot->Clear() > 0) released = true;
+      if (slot->awake() && !slot->IsRecentlyUsed() && slot->Clear() > 0) released = true;
     }
     sum = SumOverSlots();
     if (sum.all > limit_bytes_.load(std::memory_order_relaxed)) {

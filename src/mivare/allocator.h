@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 
+#include "awake_pools.h"
 #include "base/lock_order.h"
 #include "base/mutex.h"
 #include "buffer_base.h"
@@ -50,6 +51,7 @@ class allocator : public IAllocatorEx {
 
   Mutex mutex_ ACQUIRED_AFTER(lock_order::allocators) ACQUIRED_BEFORE(lock_order::pools);
   std::map<uint64_t, std::shared_ptr<Slot>> pools_ GUARDED_BY(mutex_);
+  const std::shared_ptr<AwakePools> awake_ = std::make_shared<AwakePools>();
   std::atomic<uint64_t> limit_bytes_{0};  // relaxed: a setting on its own
 };
 

@@ -1,59 +1,134 @@
 #include "blank_pool.h"
 
 #include "hybrid_frame.h"
+#include "platform/platform.h"
 
 namespace mivare {
 
+HybridBuffer* BlankPool::Lane::TakeFirst() {
+  HybridBuffer* frame = frames.TakeFirst();
+  if (frame != nullptr) count.fetch_sub(1, std::memory_order_relaxed);
+  return frame;
+}
+
+BlankPool::Lane& BlankPool::OwnLane() {
+  const bool split = split_.load(std::memory_order_relaxed);
+  return lanes_[split ? platform::ThreadNumber() % kLanes : 0];
+}
+
+HybridBuffer* BlankPool::TakeFrom(Lane& lane) {
+  if (lane.count.load(std::memory_order_relaxed) == 0) return nullptr;
+  const BriefLock lock(lane.mutex, split_);
+  return lane.TakeFirst();
+}
+
 HybridBuffer* BlankPool::Take() {
-  const MutexLock lock(mutex_);
-  if (count_ == 0) return nullptr;
-  HybridBuffer* frame = PopFirst();
-  frame->StampNow();
+  HybridBuffer* frame = TakeFrom(OwnLane());
+  if (frame == nullptr && split_.load(std::memory_order_relaxed)) {
+    for (Lane& lane : lanes_) {
+      frame = TakeFrom(lane);
+      if (frame != nullptr) break;
+    }
+  }
+  if (frame != nullptr) frame->StampNow();
   return frame;
 }
 
 bool BlankPool::Put(HybridBuffer* frame) {
-  const MutexLock lock(mutex_);
-  if (frame == nullptr || closed_) return false;
-  if (count_ < kMainSize) {
-    frames_[(first_ + count_) % kMainSize] = frame;
-    ++count_;
-  } else {
-    overflow_.Append(frame);
-  }
+  if (frame == nullptr) return false;
+  Lane& lane = OwnLane();
+  do {
+    const BriefLock lock(lane.mutex, split_);
+    if (closed()) return false;
+    const uint32_t count = lane.count.load(std::memory_order_relaxed);
+    if (count == lane.places && TakeSparePlace()) ++lane.places;
+    if (count < lane.places) {
+      lane.frames.Append(frame);
+      lane.count.store(count + 1, std::memory_order_relaxed);
+      wakefulness_.Wake();
+      return true;
+    }
+  } while (ReclaimAPlace());
+  const BriefLock lock(surplus_mutex_);
+  if (closed()) return false;
+  surplus_.Append(frame);
+  has_surplus_.store(true, std::memory_order_relaxed);
+  wakefulness_.Wake();
   return true;
 }
 
+bool BlankPool::TakeSparePlace() {
+  uint32_t spare = spare_places_.load(std::memory_order_relaxed);
+  while (spare > 0) {
+    if (spare_places_.compare_exchange_weak(spare, spare - 1, std::memory_order_relaxed)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Lanes keep their places when frames leave. Where one is full, others may have some to spare.
+bool BlankPool::ReclaimAPlace() {
+  if (!split_.load(std::memory_order_relaxed)) return false;
+  for (Lane& lane : lanes_) {
+    const BriefLock lock(lane.mutex);
+    if (lane.count.load(std::memory_order_relaxed) == lane.places) continue;
+    --lane.places;
+    spare_places_.fetch_add(1, std::memory_order_relaxed);
+    return true;
+  }
+  return false;
+}
+
 bool BlankPool::IsFresh(uint64_t now) {
-  const MutexLock lock(mutex_);
-  if (!overflow_.empty()) return false;
-  return count_ == 0 || now - frames_[first_]->created_at() < kFreshMicroseconds;
+  if (has_surplus_.load(std::memory_order_relaxed)) return false;
+  bool empty = true;
+  for (Lane& lane : lanes_) {
+    if (lane.count.load(std::memory_order_relaxed) == 0) continue;
+    const BriefLock lock(lane.mutex);
+    const HybridBuffer* first = lane.frames.first();
+    if (first == nullptr) continue;
+    if (now - first->created_at() >= kFreshMicroseconds) return false;
+    empty = false;
+  }
+  if (empty) SleepIfEmpty();
+  return true;
 }
 
 void BlankPool::Release(bool force, uint64_t now, FrameList* out) {
-  FrameList unwanted;  // destroyed after the lock
-  const MutexLock lock(mutex_);
+  FrameList unwanted;  // destroyed after the locks
   FrameList& target = out != nullptr ? *out : unwanted;
-  target.Append(overflow_);
-  while (count_ > 0) {
-    const bool keep = now - frames_[first_]->created_at() < kKeepMicroseconds;
-    if (out != nullptr && !force && keep) break;
-    target.Append(PopFirst());
+  {
+    const BriefLock lock(surplus_mutex_);
+    target.Append(surplus_);
+    has_surplus_.store(false, std::memory_order_relaxed);
   }
+  for (Lane& lane : lanes_) {
+    const BriefLock lock(lane.mutex);
+    while (const HybridBuffer* first = lane.frames.first()) {
+      const bool keep = now - first->created_at() < kKeepMicroseconds;
+      if (out != nullptr && !force && keep) break;
+      target.Append(lane.TakeFirst());
+    }
+  }
+  SleepIfEmpty();
 }
 
+void BlankPool::SleepIfEmpty() {
+  wakefulness_.Sleep();
+  bool empty = true;
+  for (Lane& lane : lanes_) {
+    const BriefLock lock(lane.mutex);
+    empty = empty && lane.frames.empty();
+  }
+  const BriefLock lock(surplus_mutex_);
+  if (!empty || !surplus_.empty()) wakefulness_.Wake();
+}
+
+// Whoever put a frame in before its lane was emptied was seen; whoever comes later sees the flag.
 void BlankPool::Close(FrameList& out) {
-  const MutexLock lock(mutex_);
-  closed_ = true;
-  out.Append(overflow_);
-  while (count_ > 0) out.Append(PopFirst());
-}
-
-HybridBuffer* BlankPool::PopFirst() {
-  HybridBuffer* frame = frames_[first_];
-  first_ = (first_ + 1) % kMainSize;
-  --count_;
-  return frame;
+  closed_.store(true, std::memory_order_release);
+  Release(true, 0, &out);
 }
 
 }  // namespace mivare

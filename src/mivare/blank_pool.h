@@ -1,63 +1,103 @@
 // BlankPool: the released frames of one pool key, waiting for the next request or for their end.
+//
+//   open     from its making: releases put frames in, requests take them out, the one returned
+//   first
+//            going out first
+//   trimmed  by the worker, which collects surplus and idle frames
+//   split    when threads meet at its lock: each keeps to a lane of its own from then on, and looks
+//            into the others when that is empty
+//   closed   by its owner: frames that come back from then on are left to whoever drops them
+//
+// A thread that has a pool to itself sees one queue; split or not, 32 frames are kept in all.
 #pragma once
 
 #include <array>
-#include <cstddef>
+#include <atomic>
 #include <cstdint>
+#include <memory>
+#include <utility>
 
+#include "awake_pools.h"
+#include "base/brief_mutex.h"
 #include "base/lock_order.h"
-#include "base/mutex.h"
 #include "frame_list.h"
 
 namespace mivare {
 
 class HybridBuffer;
 
-/// Keeps up to 32 frames for reuse, the one returned first going out first, and any number of
-/// further ones that only wait for the next Release. Frames refer to it weakly. Times are
-/// wall-clock microseconds. Thread-safe; nothing here allocates.
+/// Keeps up to 32 frames for reuse and any number of further ones that only wait for the next
+/// Release. Shared by its owner, who closes it in the end, and by its frames. A frame that is put
+/// in may take the pool with it at once: to the last step of Put, its lane's mutex is what the pool
+/// is needed for. Times are wall-clock microseconds. Thread-safe; nothing here allocates.
 class BlankPool {
  public:
-  BlankPool() = default;
+  /// Throws std::bad_alloc without a count to share.
+  explicit BlankPool(std::shared_ptr<AwakePools> all = std::make_shared<AwakePools>())
+      : wakefulness_(std::move(all)) {}
   BlankPool(const BlankPool&) = delete;
   BlankPool& operator=(const BlankPool&) = delete;
-  /// Destroys what is left; the owner has closed the pool by then, so that nothing is.
-  ~BlankPool() { Release(true, 0, nullptr); }
 
   /// Gives the frame that was returned first, stamped with the time; null when none is kept for
   /// reuse.
-  HybridBuffer* Take() EXCLUDES(mutex_);
+  HybridBuffer* Take();
 
   /// Takes a frame. False, with the frame left to the caller, for null and once the pool is closed.
-  bool Put(HybridBuffer* frame) EXCLUDES(mutex_);
+  bool Put(HybridBuffer* frame);
 
   /// Whether Release has nothing to do: no surplus, and the first frame was handed out less than
   /// 300 ms before `now`.
-  bool IsFresh(uint64_t now) EXCLUDES(mutex_);
+  bool IsFresh(uint64_t now);
+  /// Whether there may be frames. Takes no lock.
+  bool awake() const { return wakefulness_.awake(); }
 
   /// Moves the surplus to `out`, then the frames that were handed out 301 ms or more before `now`,
   /// up to the first younger one; all of them when `force` is set. Without `out` every frame is
   /// destroyed, whatever `force` and `now` are.
-  void Release(bool force, uint64_t now, FrameList* out) EXCLUDES(mutex_);
+  void Release(bool force, uint64_t now, FrameList* out);
 
   /// Refuses every Put from now on and moves all frames to `out`.
-  void Close(FrameList& out) EXCLUDES(mutex_);
+  void Close(FrameList& out);
+
+  /// Gives each thread a lane of its own from now on, which threads that meet here do by
+  /// themselves.
+  void Split() { split_.store(true, std::memory_order_relaxed); }
+
+  /// Whether Put takes nothing any more.
+  bool closed() const { return closed_.load(std::memory_order_acquire); }
 
  private:
-  static constexpr size_t kMainSize = 32;
+  static constexpr uint32_t kLanes = 8;
+  static constexpr uint32_t kPlaces = 32;
   // 1 ms apart on purpose: a pool that is stale at one pass gives its first frame up at a later
   // one.
   static constexpr uint64_t kFreshMicroseconds = 300'000;
   static constexpr uint64_t kKeepMicroseconds = 301'000;
 
-  HybridBuffer* PopFirst() REQUIRES(mutex_);
+  /// One queue of frames, on a cache line of its own.
+  struct alignas(64) Lane {
+    BriefMutex mutex ACQUIRED_AFTER(lock_order::pools);
+    FrameList frames GUARDED_BY(mutex);
+    std::atomic<uint32_t> count{0};         // of frames; written under mutex, a hint without it
+    uint32_t places GUARDED_BY(mutex) = 0;  // of the pool's 32, those that are this lane's to fill
 
-  Mutex mutex_ ACQUIRED_AFTER(lock_order::pools);
-  std::array<HybridBuffer*, kMainSize> frames_ GUARDED_BY(mutex_){};  // a ring
-  size_t first_ GUARDED_BY(mutex_) = 0;
-  size_t count_ GUARDED_BY(mutex_) = 0;
-  FrameList overflow_ GUARDED_BY(mutex_);
-  bool closed_ GUARDED_BY(mutex_) = false;
+    HybridBuffer* TakeFirst() REQUIRES(mutex);
+  };
+
+  Lane& OwnLane();
+  HybridBuffer* TakeFrom(Lane& lane);
+  bool TakeSparePlace();
+  bool ReclaimAPlace();
+  void SleepIfEmpty();
+
+  std::array<Lane, kLanes> lanes_;  // the first alone until threads meet there
+  Wakefulness wakefulness_;
+  std::atomic<bool> split_{false};               // for good; relaxed: all lanes are there anyway
+  std::atomic<bool> closed_{false};              // stored before the lanes are emptied
+  std::atomic<uint32_t> spare_places_{kPlaces};  // of no lane; relaxed: a number on its own
+  std::atomic<bool> has_surplus_{false};         // written under surplus_mutex_
+  BriefMutex surplus_mutex_ ACQUIRED_AFTER(lock_order::pools);
+  FrameList surplus_ GUARDED_BY(surplus_mutex_);
 };
 
 }  // namespace mivare

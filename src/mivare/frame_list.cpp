@@ -1,5 +1,7 @@
 #include "frame_list.h"
 
+#include <memory>
+
 #include "hybrid_frame.h"
 
 namespace mivare {
@@ -27,12 +29,18 @@ void FrameList::Append(FrameList& other) noexcept {
   other.first_ = other.last_ = nullptr;
 }
 
+HybridBuffer* FrameList::TakeFirst() noexcept {
+  HybridBuffer* frame = first_;
+  if (frame == nullptr) return nullptr;
+  first_ = frame->next_;
+  if (first_ == nullptr) last_ = nullptr;
+  return frame;
+}
+
 uint32_t FrameList::DestroyAll() noexcept {
   uint32_t count = 0;
-  while (first_ != nullptr) {
-    const std::unique_ptr<HybridBuffer> frame(first_);
-    first_ = frame->next_;
-    if (first_ == nullptr) last_ = nullptr;
+  while (HybridBuffer* frame = TakeFirst()) {
+    delete frame;
     ++count;
   }
   return count;

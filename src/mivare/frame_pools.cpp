@@ -17,16 +17,20 @@ uint64_t Now() { return static_cast<uint64_t>(NowMicroseconds()); }
 
 }  // namespace
 
-std::shared_ptr<BlankPool> FramePools::GetOrCreate(std::string_view key) noexcept {
+const std::shared_ptr<BlankPool>& FramePools::GetOrCreate(const FrameKey& key) noexcept {
+  if (const PoolIndex::Entry* known = index_.Find(key)) return known->pool;
   try {
+    std::string text = key.Text();
+    auto pool = std::make_shared<BlankPool>(awake_);
     const MutexLock lock(mutex_);
-    const auto found = pools_.find(key);
-    if (found != pools_.end()) return found->second;
-    auto pool = std::make_shared<BlankPool>();
-    pools_.emplace(key, pool);
-    return pool;
+    if (const PoolIndex::Entry* known = index_.Find(key)) return known->pool;
+    index_.Reserve();
+    PoolIndex::Entry made{key, std::move(pool)};
+    const auto entry = pools_.emplace(std::move(text), std::move(made)).first;
+    index_.Insert(entry->second);
+    return entry->second.pool;
   } catch (...) {  // the caller logs what its request lost
-    return nullptr;
+    return none_;
   }
 }
 
@@ -75,11 +79,12 @@ bool FramePools::stopped() {
 }
 
 void FramePools::TrimIdle() {
+  if (!awake_->any()) return;
   FrameList idle;  // destroyed after the lock
   const MutexLock lock(mutex_);
   const uint64_t now = Now();
-  for (const auto& [key, pool] : pools_) {
-    if (!pool->IsFresh(now)) pool->Release(false, now, &idle);
+  for (const auto& [text, entry] : pools_) {
+    if (entry.pool->awake() && !entry.pool->IsFresh(now)) entry.pool->Release(false, now, &idle);
   }
 }
 
@@ -88,7 +93,7 @@ void FramePools::ReduceByForce() {
   {
     const MutexLock lock(mutex_);
     const uint64_t now = Now();
-    for (const auto& [key, pool] : pools_) pool->Release(true, now, &all);
+    for (const auto& [text, entry] : pools_) entry.pool->Release(true, now, &all);
   }
   const uint32_t count = all.DestroyAll();
   if (count > 0) {
@@ -100,7 +105,7 @@ void FramePools::ReduceByForce() {
 void FramePools::Close() {
   FrameList all;  // destroyed after the lock
   const MutexLock lock(mutex_);
-  for (const auto& [key, pool] : pools_) pool->Close(all);
+  for (const auto& [text, entry] : pools_) entry.pool->Close(all);
 }
 
 }  // namespace mivare

@@ -8,10 +8,12 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <string_view>
 
+#include "awake_pools.h"
 #include "base/lock_order.h"
 #include "base/mutex.h"
+#include "frame_key.h"
+#include "pool_index.h"
 
 namespace mivare {
 
@@ -25,9 +27,16 @@ class FramePools {
  public:
   using Task = std::packaged_task<void()>;
 
+  /// Throws std::bad_alloc.
+  FramePools() = default;
+  FramePools(const FramePools&) = delete;
+  FramePools& operator=(const FramePools&) = delete;
+  /// Closes the pools, should the worker not have come to it.
+  ~FramePools() { Close(); }
+
   /// The pool of a key, made at its first request and kept as long as this object; empty when there
-  /// is no memory for it.
-  std::shared_ptr<BlankPool> GetOrCreate(std::string_view key) noexcept EXCLUDES(mutex_);
+  /// is no memory for it. A pool that is there already is found without a lock.
+  const std::shared_ptr<BlankPool>& GetOrCreate(const FrameKey& key) noexcept EXCLUDES(mutex_);
 
   /// Has the worker give every pooled frame back. A request for which there is no memory is lost
   /// (logged).
@@ -55,7 +64,10 @@ class FramePools {
 
  private:
   Mutex mutex_ ACQUIRED_AFTER(lock_order::allocators) ACQUIRED_BEFORE(lock_order::pools);
-  std::map<std::string, std::shared_ptr<BlankPool>, std::less<>> pools_ GUARDED_BY(mutex_);
+  const std::shared_ptr<BlankPool> none_;
+  const std::shared_ptr<AwakePools> awake_ = std::make_shared<AwakePools>();
+  PoolIndex index_;  // read without the lock, written under it
+  std::map<std::string, PoolIndex::Entry> pools_ GUARDED_BY(mutex_);  // by FrameKey::Text
   std::deque<Task> tasks_ GUARDED_BY(mutex_);
   bool stop_ GUARDED_BY(mutex_) = false;
   std::condition_variable wake_;  // a task was queued, or stop_ was set

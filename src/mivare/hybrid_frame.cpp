@@ -45,6 +45,8 @@ uint32_t LocationOf(IMediaBuffer* buffer) {
   return desc != nullptr ? desc->GetMemoryLocation() : 0;
 }
 
+bool IsOpen(const std::shared_ptr<BlankPool>& pool) { return pool != nullptr && !pool->closed(); }
+
 HybridBuffer::Pooled TakeFrom(const std::shared_ptr<BlankPool>& pool) {
   return HybridBuffer::Pooled(pool != nullptr ? pool->Take() : nullptr);
 }
@@ -75,8 +77,8 @@ struct HybridBuffer::DestroyingDeleter {
 
 std::shared_ptr<IMediaBuffer> HybridBuffer::Create(std::shared_ptr<IMediaBuffer> storage,
                                                    std::weak_ptr<IGpuAllocator> gpu_allocator,
-                                                   std::weak_ptr<BlankPool> blank_pool,
-                                                   std::weak_ptr<BlankPool> pool) {
+                                                   std::shared_ptr<BlankPool> blank_pool,
+                                                   std::shared_ptr<BlankPool> pool) {
   const bool pooled = storage == nullptr || IsPooledSize(storage->GetDesc(0));
   auto* frame = new (std::nothrow) HybridBuffer;
   if (frame == nullptr) {
@@ -92,7 +94,7 @@ std::shared_ptr<IMediaBuffer> HybridBuffer::Create(std::shared_ptr<IMediaBuffer>
   }
   try {
     // A handle that cannot be made runs its deleter first.
-    if (pooled) return std::shared_ptr<HybridBuffer>(frame, PoolingDeleter{});
+    if (pooled) return Handle(frame);
     return std::shared_ptr<HybridBuffer>(frame, DestroyingDeleter{});
   } catch (const std::bad_alloc&) {
     LogErrorAt(unit::kHybridFrame);
@@ -107,13 +109,32 @@ std::shared_ptr<IMediaBuffer> HybridBuffer::Reissue(IMediaDesc* request, Pooled 
   }
   CarryRequest(request, frame->GetDesc(0));
   trovel::AddResource(kKind, frame.get());
-  // From here on the deleter owns the frame, also when the handle cannot be made.
-  return std::shared_ptr<HybridBuffer>(frame.release(), PoolingDeleter{});
+  return Handle(frame.release());
+}
+
+// Takes a frame that is registered already; the deleter has it, also when the handle cannot be
+// made.
+std::shared_ptr<IMediaBuffer> HybridBuffer::Handle(HybridBuffer* frame) {
+  std::unique_ptr<HybridBuffer, PoolingDeleter> owned(frame);
+  HandleCell* cell = frame->FreeCell();
+  if (cell == nullptr) return std::shared_ptr<HybridBuffer>(owned.release(), PoolingDeleter{});
+  return std::shared_ptr<HybridBuffer>(owned.release(), PoolingDeleter{},
+                                       HandleCell::Allocator<HybridBuffer>(*cell));
+}
+
+// Null while hosts keep weak references to earlier handles in all cells: the control block then
+// comes from the heap. Throws std::bad_alloc.
+HandleCell* HybridBuffer::FreeCell() {
+  for (HandleCell::Owner& cell : cells_) {
+    if (cell == nullptr) cell.reset(new HandleCell);
+    if (cell->IsFree()) return cell.get();
+  }
+  return nullptr;
 }
 
 bool HybridBuffer::Init(std::shared_ptr<IMediaBuffer> storage,
                         std::weak_ptr<IGpuAllocator> gpu_allocator,
-                        std::weak_ptr<BlankPool> blank_pool, std::weak_ptr<BlankPool> pool) {
+                        std::shared_ptr<BlankPool> blank_pool, std::shared_ptr<BlankPool> pool) {
   if (storage == nullptr) return false;
   gpu_allocator_ = std::move(gpu_allocator);
   storage_ = std::move(storage);
@@ -127,12 +148,12 @@ void HybridBuffer::StampNow() { created_at_ = static_cast<uint64_t>(NowMicroseco
 
 // A frame that no pool takes is destroyed by its parameter, here on the releasing thread.
 void HybridBuffer::Recycle(std::unique_ptr<HybridBuffer> frame) {
-  const std::shared_ptr<BlankPool> blank_pool = frame->blank_pool_.lock();
-  const std::shared_ptr<BlankPool> pool = frame->pool_.lock();
-  if (blank_pool == nullptr && pool == nullptr) return;
-  const bool blank = frame->ClearUserData(blank_pool != nullptr);
-  BlankPool* home = blank ? blank_pool.get() : pool.get();
-  // Once a pool has it, the frame may be out again at once on another thread.
+  const bool has_blank_pool = IsOpen(frame->blank_pool_);
+  if (!has_blank_pool && !IsOpen(frame->pool_)) return;
+  const bool blank = frame->ClearUserData(has_blank_pool);
+  BlankPool* home = blank ? frame->blank_pool_.get() : frame->pool_.get();
+  // Once a pool has it, the frame may be out again at once on another thread, or gone with the
+  // worker: the pool must not go with it.
   if (home != nullptr && home->Put(frame.get())) static_cast<void>(frame.release());
 }
 
@@ -157,7 +178,7 @@ int32_t HybridBuffer::MakeBlank(const std::shared_ptr<BlankPool>& pool) {
   } else {
     status = FillOnDevice() ? 1 : 0;
   }
-  if (status != 0 && blank_pool_.lock() == nullptr) blank_pool_ = pool;
+  if (status != 0 && !IsOpen(blank_pool_)) blank_pool_ = pool;
   return status;
 }
 
@@ -187,10 +208,8 @@ int32_t HybridBuffer::CopyFrom(IMediaBuffer* source) {
 
 std::shared_ptr<IMediaBuffer> HybridBuffer::Clone(uint32_t /*flags*/) {
   try {
-    const std::shared_ptr<BlankPool> pool = pool_.lock();
-    const std::shared_ptr<BlankPool> blank_pool = blank_pool_.lock();
-    Pooled free = TakeFrom(pool);
-    if (free == nullptr) free = TakeFrom(blank_pool);
+    Pooled free = TakeFrom(pool_);
+    if (free == nullptr) free = TakeFrom(blank_pool_);
     if (free != nullptr) {
       std::shared_ptr<IMediaBuffer> copy = Reissue(GetDesc(0), std::move(free));
       copy->CopyFrom(storage_.get());

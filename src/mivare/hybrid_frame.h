@@ -1,9 +1,11 @@
 // HybridBuffer: the frame that hosts get for video and subtitles, in host or in device memory.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 
+#include "handle_cell.h"
 #include "memory_block.h"
 #include "mivare/media_buffer.h"
 
@@ -17,12 +19,12 @@ class IGpuAllocator;
 class HybridBuffer final : public IMediaBuffer, public BlockHolder {
  public:
   /// Wraps `storage`. `pool` takes the frame back, `blank_pool` does if the host has marked it
-  /// "Blank" by then; both may be empty. Empty (logged) when `storage` is null or there is no
-  /// memory.
+  /// "Blank" by then; both may be empty, and one that is closed counts as none. Empty (logged) when
+  /// `storage` is null or there is no memory.
   static std::shared_ptr<IMediaBuffer> Create(std::shared_ptr<IMediaBuffer> storage,
                                               std::weak_ptr<IGpuAllocator> gpu_allocator,
-                                              std::weak_ptr<BlankPool> blank_pool,
-                                              std::weak_ptr<BlankPool> pool);
+                                              std::shared_ptr<BlankPool> blank_pool,
+                                              std::shared_ptr<BlankPool> pool);
 
   struct PoolReturner {
     void operator()(HybridBuffer* frame) const noexcept;
@@ -73,17 +75,21 @@ class HybridBuffer final : public IMediaBuffer, public BlockHolder {
   struct DestroyingDeleter;
 
   bool Init(std::shared_ptr<IMediaBuffer> storage, std::weak_ptr<IGpuAllocator> gpu_allocator,
-            std::weak_ptr<BlankPool> blank_pool, std::weak_ptr<BlankPool> pool);
+            std::shared_ptr<BlankPool> blank_pool, std::shared_ptr<BlankPool> pool);
+  static std::shared_ptr<IMediaBuffer> Handle(HybridBuffer* frame);
+  HandleCell* FreeCell();
   static void Recycle(std::unique_ptr<HybridBuffer> frame);
   bool ClearUserData(bool look_for_blank);
   bool FillOnDevice();
 
   std::weak_ptr<IGpuAllocator> gpu_allocator_;
   std::shared_ptr<IMediaBuffer> storage_;  // never null, never changes
-  std::weak_ptr<BlankPool> blank_pool_;
-  std::weak_ptr<BlankPool> pool_;
+  std::shared_ptr<BlankPool> blank_pool_;  // shared, so that a release finds its pool without
+  std::shared_ptr<BlankPool> pool_;        // counting references; their owner closes them
   uint64_t created_at_ = 0;
   HybridBuffer* next_ = nullptr;
+  // Two: a frame may be out again before the handle whose release brought it back is all gone.
+  std::array<HandleCell::Owner, 2> cells_;
 };
 
 }  // namespace mivare

@@ -117,9 +117,10 @@ void hybrid_frame_allocator::WatchGpuMemory(const IMediaDesc& desc) {
 
 std::shared_ptr<IMediaBuffer> hybrid_frame_allocator::AllocPooled(
     IMediaDesc* desc, IMediaBuffer* source, const std::shared_ptr<BlankPool>& blank_pool,
-    std::shared_ptr<BlankPool> home) {
+    const std::shared_ptr<BlankPool>& given_home) {
   WatchGpuMemory(*desc);
-  if (home == nullptr) home = pools_->GetOrCreate(FrameKey(*desc, false).text());
+  const std::shared_ptr<BlankPool>& home =
+      given_home != nullptr ? given_home : pools_->GetOrCreate(FrameKey(*desc, false));
   if (home == nullptr) {
     LogErrorAt(kUnit, 476);
     return nullptr;
@@ -142,8 +143,8 @@ std::shared_ptr<IMediaBuffer> hybrid_frame_allocator::AllocPooled(
 
 // What the frames hold is decided by their pool: those of the blank one are black already.
 std::shared_ptr<IMediaBuffer> hybrid_frame_allocator::AllocBlank(IMediaDesc* desc) {
-  const std::shared_ptr<BlankPool> blank_pool = pools_->GetOrCreate(FrameKey(*desc, true).text());
-  const std::shared_ptr<BlankPool> home = pools_->GetOrCreate(FrameKey(*desc, false).text());
+  const std::shared_ptr<BlankPool>& blank_pool = pools_->GetOrCreate(FrameKey(*desc, true));
+  const std::shared_ptr<BlankPool>& home = pools_->GetOrCreate(FrameKey(*desc, false));
   std::shared_ptr<IMediaBuffer> frame;
   HybridBuffer::Pooled pooled(blank_pool != nullptr ? blank_pool->Take() : nullptr);
   if (pooled == nullptr && home != nullptr) {

@@ -42,7 +42,7 @@ class hybrid_frame_allocator final : public IAllocator {
   std::shared_ptr<IMediaBuffer> Serve(IMediaDesc* desc, IMediaBuffer* source);
   std::shared_ptr<IMediaBuffer> AllocPooled(IMediaDesc* desc, IMediaBuffer* source,
                                             const std::shared_ptr<BlankPool>& blank_pool,
-                                            std::shared_ptr<BlankPool> home);
+                                            const std::shared_ptr<BlankPool>& given_home);
   std::shared_ptr<IMediaBuffer> AllocBlank(IMediaDesc* desc);
   void WatchGpuMemory(const IMediaDesc& desc);
 

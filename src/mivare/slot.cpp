@@ -14,7 +14,8 @@ constexpr size_t kFirstRoom = 8;
 
 }  // namespace
 
-Slot::Slot() : last_take_time_(NowMicroseconds()) {}
+Slot::Slot(std::shared_ptr<AwakePools> all)
+    : wakefulness_(std::move(all)), last_take_time_(NowMicroseconds()) {}
 Slot::~Slot() { Clear(); }
 
 void Slot::Adopt(uint32_t bytes) {
@@ -46,6 +47,7 @@ bool Slot::Put(std::unique_ptr<BufferBase> buffer) noexcept {
   const MutexLock lock(mutex_);
   if (free_list_.size() == free_list_.capacity()) return false;
   free_list_.push_back(std::move(buffer));
+  wakefulness_.Wake();
   return true;
 }
 
@@ -53,6 +55,7 @@ uint32_t Slot::Clear() noexcept {
   const MutexLock lock(mutex_);
   const auto destroyed = static_cast<uint32_t>(free_list_.size());
   free_list_.clear();
+  wakefulness_.Sleep();
   count_.fetch_sub(destroyed, std::memory_order_relaxed);
   return destroyed;
 }

@@ -10,6 +10,7 @@
 #include <memory>
 #include <vector>
 
+#include "awake_pools.h"
 #include "base/lock_order.h"
 #include "base/mutex.h"
 
@@ -20,8 +21,8 @@ class BufferBase;
 /// Always held by shared pointer; its buffers hold it weakly. Thread-safe.
 class Slot {
  public:
-  /// Counts as used from now on.
-  Slot();
+  /// Counts as used from now on. Throws std::bad_alloc without a count to share.
+  explicit Slot(std::shared_ptr<AwakePools> all = std::make_shared<AwakePools>());
   ~Slot();
   Slot(const Slot&) = delete;
   Slot& operator=(const Slot&) = delete;
@@ -46,11 +47,15 @@ class Slot {
   /// Whether there is no buffer of this slot, live or pooled. Takes no lock.
   bool IsEmpty() const { return count_.load(std::memory_order_relaxed) == 0; }
 
+  /// Whether a buffer may be pooled. Takes no lock.
+  bool awake() const { return wakefulness_.awake(); }
+
   /// Whether a buffer was taken, or the slot made, less than 200 ms ago; true as well after the
   /// wall clock stepped back.
   bool IsRecentlyUsed() const;
 
  private:
+  Wakefulness wakefulness_;
   std::atomic<uint32_t> count_{0};      // live and pooled; written under mutex_
   std::atomic<uint32_t> unit_size_{0};  // bytes of one; written under mutex_
   mutable Mutex mutex_ ACQUIRED_AFTER(lock_order::pools);

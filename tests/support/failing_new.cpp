@@ -20,6 +20,7 @@
 #define MIVARE_NEW "_Znw" MIVARE_TEST_SIZE
 #define MIVARE_NEW_ARRAY "_Zna" MIVARE_TEST_SIZE
 #define MIVARE_NOTHROW "RKSt9nothrow_t"
+#define MIVARE_ALIGNED "St11align_val_t"
 #define MIVARE_START_THREAD \
   "_ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE"
 
@@ -29,9 +30,15 @@ void* WrappedNothrowNew(size_t size, const std::nothrow_t& tag) noexcept
     MIVARE_WRAP(MIVARE_NEW MIVARE_NOTHROW);
 void* WrappedNothrowNewArray(size_t size, const std::nothrow_t& tag) noexcept
     MIVARE_WRAP(MIVARE_NEW_ARRAY MIVARE_NOTHROW);
+void* WrappedAlignedNew(size_t size, std::align_val_t alignment)
+    MIVARE_WRAP(MIVARE_NEW MIVARE_ALIGNED);
 void WrappedDelete(void* block) noexcept MIVARE_WRAP("_ZdlPv");
 void WrappedSizedDelete(void* block, size_t size) noexcept MIVARE_WRAP("_ZdlPv" MIVARE_TEST_SIZE);
 void WrappedDeleteArray(void* block) noexcept MIVARE_WRAP("_ZdaPv");
+void WrappedAlignedDelete(void* block, std::align_val_t alignment) noexcept
+    MIVARE_WRAP("_ZdlPv" MIVARE_ALIGNED);
+void WrappedSizedAlignedDelete(void* block, size_t size, std::align_val_t alignment) noexcept
+    MIVARE_WRAP("_ZdlPv" MIVARE_TEST_SIZE MIVARE_ALIGNED);
 void WrappedStartThread(void* thread, void* state, void (*depend)())
     MIVARE_WRAP(MIVARE_START_THREAD);
 
@@ -41,9 +48,15 @@ void* RealNothrowNew(size_t size, const std::nothrow_t& tag) noexcept
     MIVARE_REAL(MIVARE_NEW MIVARE_NOTHROW);
 void* RealNothrowNewArray(size_t size, const std::nothrow_t& tag) noexcept
     MIVARE_REAL(MIVARE_NEW_ARRAY MIVARE_NOTHROW);
+void* RealAlignedNew(size_t size, std::align_val_t alignment)
+    MIVARE_REAL(MIVARE_NEW MIVARE_ALIGNED);
 void RealDelete(void* block) noexcept MIVARE_REAL("_ZdlPv");
 void RealSizedDelete(void* block, size_t size) noexcept MIVARE_REAL("_ZdlPv" MIVARE_TEST_SIZE);
 void RealDeleteArray(void* block) noexcept MIVARE_REAL("_ZdaPv");
+void RealAlignedDelete(void* block, std::align_val_t alignment) noexcept
+    MIVARE_REAL("_ZdlPv" MIVARE_ALIGNED);
+void RealSizedAlignedDelete(void* block, size_t size, std::align_val_t alignment) noexcept
+    MIVARE_REAL("_ZdlPv" MIVARE_TEST_SIZE MIVARE_ALIGNED);
 // The state is passed by a hidden reference; the caller destroys it.
 void RealStartThread(void* thread, void* state, void (*depend)()) MIVARE_REAL(MIVARE_START_THREAD);
 
@@ -138,6 +151,23 @@ void* WrappedNothrowNewArray(size_t size, const std::nothrow_t& tag) noexcept {
   void* block = FailsNow() ? nullptr : RealNothrowNewArray(size, tag);
   ledger.Note(block);
   return block;
+}
+
+void* WrappedAlignedNew(size_t size, std::align_val_t alignment) {
+  if (FailsNow()) throw std::bad_alloc();
+  void* block = RealAlignedNew(size, alignment);
+  ledger.Note(block);
+  return block;
+}
+
+void WrappedAlignedDelete(void* block, std::align_val_t alignment) noexcept {
+  ledger.Strike(block);
+  RealAlignedDelete(block, alignment);
+}
+
+void WrappedSizedAlignedDelete(void* block, size_t size, std::align_val_t alignment) noexcept {
+  ledger.Strike(block);
+  RealSizedAlignedDelete(block, size, alignment);
 }
 
 void WrappedDelete(void* block) noexcept {

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "frame_list.h"
@@ -10,6 +12,7 @@
 #include "support/fake_clock.h"
 #include "support/fake_gpu.h"
 #include "support/request.h"
+#include "support/together.h"
 #include "support/trovel_balance.h"
 
 namespace mivare::test {
@@ -19,6 +22,11 @@ constexpr uint64_t kMs = 1000;
 
 class BlankPoolTest : public testing::Test {
  protected:
+  ~BlankPoolTest() override {
+    FrameList left;
+    pool_->Close(left);
+  }
+
   uint64_t Now() { return static_cast<uint64_t>(clock_.WallMs()) * kMs; }
   int lives() const { return gpu_.lives(); }
 
@@ -196,12 +204,6 @@ TEST_F(BlankPoolTest, AClosedPoolGivesItsFramesUpAndTakesNone) {
   EXPECT_EQ(lives(), 0);
 }
 
-TEST_F(BlankPoolTest, APoolThatGoesTakesItsFramesAlong) {
-  Fill(33);
-  pool_.reset();
-  EXPECT_EQ(lives(), 0);
-}
-
 TEST_F(BlankPoolTest, AFramesOwnDestructorMayUseThePool) {
   auto storage = DeviceFrame(gpu_, *VideoRequest(1, 64, 64));
   int taken = -1;
@@ -210,6 +212,127 @@ TEST_F(BlankPoolTest, AFramesOwnDestructorMayUseThePool) {
   pool_->Release(true, Now(), nullptr);  // a lock held meanwhile would block here for good
   EXPECT_EQ(taken, 0);
 }
+
+// --- split among threads
+
+class SplitPoolTest : public BlankPoolTest {
+ protected:
+  SplitPoolTest() { pool_->Split(); }
+
+  /// Has another thread put `count` new frames in, in the order of the result.
+  std::vector<IMediaBuffer*> FillElsewhere(int count) {
+    std::vector<IMediaBuffer*> frames;
+    std::thread([&] { frames = Fill(count); }).join();
+    return frames;
+  }
+  std::vector<IMediaBuffer*> TakeAll() {
+    std::vector<IMediaBuffer*> frames;
+    while (HybridBuffer* frame = pool_->Take()) {
+      frames.push_back(frame);
+      taken_.emplace_back(frame);
+    }
+    return frames;
+  }
+  uint32_t Surplus() {
+    FrameList out;
+    pool_->Release(false, Now(), &out);
+    return out.DestroyAll();
+  }
+
+  std::vector<std::unique_ptr<HybridBuffer>> taken_;
+};
+
+TEST_F(SplitPoolTest, AThreadSeesItsFramesInTheOrderOfTheirReturn) {
+  std::vector<IMediaBuffer*> expected = Fill(32);
+  for (int i = 0; i < 70; ++i) {
+    HybridBuffer* taken = pool_->Take();
+    ASSERT_EQ(taken, expected.front());
+    expected.erase(expected.begin());
+    ASSERT_TRUE(pool_->Put(taken));
+    expected.push_back(taken);
+  }
+}
+
+TEST_F(SplitPoolTest, FramesFromBeforeAreFound) {
+  pool_ = std::make_shared<BlankPool>();
+  const std::vector<IMediaBuffer*> frames = Fill(3);
+  pool_->Split();
+  EXPECT_EQ(TakeAll(), frames);
+}
+
+TEST_F(SplitPoolTest, AThreadThatHasNoneTakesTheOthers) {
+  const std::vector<IMediaBuffer*> frames = FillElsewhere(3);
+  EXPECT_EQ(TakeAll(), frames);
+}
+
+TEST_F(SplitPoolTest, ThirtyTwoFramesAreKeptInAll) {
+  FillElsewhere(20);
+  Fill(20);
+  EXPECT_FALSE(pool_->IsFresh(Now()));
+  EXPECT_EQ(Surplus(), 8U);
+  EXPECT_TRUE(pool_->IsFresh(Now()));
+  EXPECT_EQ(TakeAll().size(), 32U);
+}
+
+TEST_F(SplitPoolTest, PlacesThatAThreadLeavesEmptyAreForOthers) {
+  FillElsewhere(32);
+  EXPECT_EQ(TakeAll().size(), 32U);
+  FillElsewhere(20);
+  Fill(12);
+  EXPECT_EQ(Surplus(), 0U);
+  Fill(1);
+  EXPECT_EQ(Surplus(), 1U);
+}
+
+TEST_F(SplitPoolTest, EveryThreadsFramesAgeAndGo) {
+  FillElsewhere(1);
+  clock_.Advance(299);
+  Fill(1);
+  EXPECT_TRUE(pool_->IsFresh(Now()));
+  clock_.Advance(1);
+  EXPECT_FALSE(pool_->IsFresh(Now()));
+  clock_.Advance(1);
+  EXPECT_EQ(Surplus(), 1U);  // the older one, which is 301 ms old
+  EXPECT_EQ(lives(), 1);
+}
+
+TEST_F(SplitPoolTest, ItsEndReachesEveryThreadsFrames) {
+  FillElsewhere(2);
+  Fill(2);
+  FrameList out;
+  pool_->Close(out);
+  EXPECT_EQ(out.DestroyAll(), 4U);
+  MakeFrame().reset();
+  EXPECT_EQ(lives(), 0);
+}
+
+TEST_F(BlankPoolTest, ThreadsThatMeetLoseNoFrameAndShareNone) {
+  std::atomic<uint32_t> reuses{0};
+  Together(4, [&](int) {
+    for (int i = 0; i < 500; ++i) {
+      HybridBuffer* frame = pool_->Take();
+      if (frame == nullptr) {
+        MakeFrame().reset();
+        continue;
+      }
+      IMediaDesc* desc = frame->GetDesc(0);
+      desc->SetRotation(desc->GetRotation() + 1);  // a race, were the frame handed out twice
+      ++reuses;
+      pool_->Put(frame);
+    }
+  });
+  uint32_t rotations = 0;
+  const int alive = lives();
+  std::vector<std::unique_ptr<HybridBuffer>> taken;
+  while (HybridBuffer* frame = pool_->Take()) {
+    rotations += frame->GetDesc(0)->GetRotation();
+    taken.emplace_back(frame);
+  }
+  EXPECT_EQ(taken.size(), static_cast<size_t>(alive));
+  EXPECT_EQ(rotations, reuses);
+}
+
+// --- lists
 
 TEST_F(BlankPoolTest, ListsJoinInOrderAndDestroyWhatIsLeft) {
   const std::vector<IMediaBuffer*> frames = Fill(4);

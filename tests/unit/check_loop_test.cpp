@@ -57,6 +57,8 @@ class FakeCpu final : public IAllocatorEx {
   std::atomic<int> throws{0};
 };
 
+FrameKey Key(int32_t width) { return {*VideoRequest(1, width, 64), false}; }
+
 class CheckLoopTest : public testing::Test {
  protected:
   CheckLoopTest() : loop_(std::make_unique<check_loop>(pools_, cpu_)) { clock_.Settle(); }
@@ -172,7 +174,7 @@ TEST_F(CheckLoopTest, RunsTasksInOrderOneAPassWithoutWaiting) {
 
 TEST_F(CheckLoopTest, TasksRunWithoutTheLock) {
   std::promise<bool> made;
-  pools_->Queue([&] { made.set_value(pools_->GetOrCreate("key") != nullptr); });
+  pools_->Queue([&] { made.set_value(pools_->GetOrCreate(Key(64)) != nullptr); });
   EXPECT_TRUE(made.get_future().get());
 }
 
@@ -219,7 +221,7 @@ TEST_F(CheckLoopTest, TasksLeftAtTheEndAreDroppedUnrun) {
 
 TEST_F(CheckLoopTest, ItsEndClosesThePools) {
   const FakeGpu gpu;
-  const std::shared_ptr<BlankPool> pool = pools_->GetOrCreate("a");
+  const std::shared_ptr<BlankPool> pool = pools_->GetOrCreate(Key(64));
   const std::shared_ptr<IMediaBuffer> frame =
       HybridBuffer::Create(DeviceFrame(gpu, *VideoRequest(1, 64, 64)), {}, {}, {});
   loop_.reset();
@@ -245,9 +247,9 @@ TEST_F(CheckLoopTest, AnAllocatorWithoutReductionsIsFine) {
 }
 
 TEST_F(CheckLoopTest, EqualKeysShareAPoolThatLivesOn) {
-  const std::shared_ptr<BlankPool> pool = pools_->GetOrCreate("a");
-  EXPECT_EQ(pools_->GetOrCreate("a"), pool);
-  EXPECT_NE(pools_->GetOrCreate("b"), pool);
+  const std::shared_ptr<BlankPool> pool = pools_->GetOrCreate(Key(64));
+  EXPECT_EQ(pools_->GetOrCreate(Key(64)), pool);
+  EXPECT_NE(pools_->GetOrCreate(Key(65)), pool);
 }
 
 // --- through the allocator, with frames

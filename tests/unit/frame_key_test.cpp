@@ -12,9 +12,7 @@
 namespace mivare::test {
 namespace {
 
-std::string Key(const IMediaDesc& desc, bool blank) {
-  return std::string(FrameKey(desc, blank).text());
-}
+std::string Key(const IMediaDesc& desc, bool blank) { return FrameKey(desc, blank).Text(); }
 
 TEST(FrameKeyTest, NamesAHostFrame) {
   const MediaDescPtr desc = VideoRequest(1, 1920, 1080);

@@ -82,7 +82,7 @@ TEST(CopyMediaExtraProperty, TakesOfAHostsStoreWhatItReallyGives) {
 TEST(FrameKeyTest, ADeviceFrameWithoutUserDataHasNoHints) {
   FakeDesc desc(1, 1, 64, 48);
   desc.memory_location = 1;
-  EXPECT_EQ(FrameKey(desc, false).text(),
+  EXPECT_EQ(FrameKey(desc, false).Text(),
             "type[G] fmt[1] plat[0] TexType[0] host[0] compatible[0] 64x48  blank=0");
 }
 

@@ -24,6 +24,10 @@ constexpr char kPlainError[] = "error! file[mivare/hybrid_frame] line[";
 class HybridFrameTest : public testing::Test {
  protected:
   HybridFrameTest() : gpu_(std::make_shared<FakeGpu>()) {}
+  ~HybridFrameTest() override {
+    End(*pool_);
+    End(*blank_pool_);
+  }
 
   std::shared_ptr<FakeFrame> Device(int32_t width = 64, int32_t height = 64) {
     return DeviceFrame(*gpu_, *VideoRequest(1, width, height));
@@ -43,6 +47,10 @@ class HybridFrameTest : public testing::Test {
     FrameList out;
     pool.Release(true, 0, &out);
     return out.DestroyAll();
+  }
+  static void End(BlankPool& pool) {
+    FrameList out;
+    pool.Close(out);
   }
   static void Mark(const std::shared_ptr<IMediaBuffer>& frame, const char* key) {
     frame->GetDesc(0)->GetUserDataConfig()->Set(key, 1);
@@ -145,14 +153,14 @@ TEST_F(HybridFrameTest, AFrameMarkedBlankGoesToTheBlankPoolWithoutUserData) {
 TEST_F(HybridFrameTest, BlankCountsOnlyWhileTheBlankPoolLives) {
   std::shared_ptr<IMediaBuffer> frame = Wrap(Device());
   Mark(frame, "Blank");
-  blank_pool_.reset();
+  End(*blank_pool_);
   frame.reset();
   EXPECT_EQ(Drain(*pool_), 1U);
 }
 
 TEST_F(HybridFrameTest, APlainFrameIsDestroyedWhenOnlyTheBlankPoolLives) {
   std::shared_ptr<IMediaBuffer> frame = Wrap(Device());
-  pool_.reset();
+  End(*pool_);
   frame.reset();
   EXPECT_EQ(gpu_->lives(), 0);
   EXPECT_EQ(Drain(*blank_pool_), 0U);
@@ -161,7 +169,7 @@ TEST_F(HybridFrameTest, APlainFrameIsDestroyedWhenOnlyTheBlankPoolLives) {
 TEST_F(HybridFrameTest, ABlankFrameOutlivesItsPlainPool) {
   std::shared_ptr<IMediaBuffer> frame = Wrap(Device());
   Mark(frame, "Blank");
-  pool_.reset();
+  End(*pool_);
   frame.reset();
   EXPECT_EQ(Drain(*blank_pool_), 1U);
 }
@@ -170,8 +178,8 @@ TEST_F(HybridFrameTest, WithoutAllocatorAndPoolsAFrameIsDestroyed) {
   std::shared_ptr<IMediaBuffer> frame = Wrap(Device());
   const std::weak_ptr<FakeGpu> gone = gpu_;
   const auto lives = gpu_->life_count();
-  pool_.reset();
-  blank_pool_.reset();
+  End(*pool_);
+  End(*blank_pool_);
   gpu_.reset();
   ASSERT_TRUE(gone.expired());
   frame.reset();
