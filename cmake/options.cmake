@@ -13,6 +13,14 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 
 find_package(Threads REQUIRED)
 
+# A request passes through many small files: linked as one program it takes an eighth less time. Tests
+# replace functions at the linker and are built without.
+if(NOT MIVARE_DEVELOPER AND NOT WIN32)
+  include(CheckIPOSupported)
+  check_ipo_supported(RESULT mivare_ipo OUTPUT mivare_ipo_refusal LANGUAGES CXX)
+  set(CMAKE_INTERPROCEDURAL_OPTIMIZATION_RELEASE ${mivare_ipo})
+endif()
+
 if(MIVARE_SANITIZE)
   add_compile_options(-fsanitize=${MIVARE_SANITIZE} -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)

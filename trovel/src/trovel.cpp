@@ -49,7 +49,7 @@ class alignas(64) Shard {
     std::unique_ptr<Node> fresh;
     if (idle_ == nullptr) fresh = std::make_unique<Node>();
     Node* node = fresh != nullptr ? fresh.get() : idle_;
-    node->name = name;
+    if (node->name != name) node->name = name;  // mostly it is the same again
     if (fresh.release() == nullptr) idle_ = node->next;
     node->object = object;
     node->count = 1;

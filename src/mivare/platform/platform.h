@@ -19,7 +19,8 @@ void FreeBlock(void* block) noexcept;
 /// The system's code for the calling thread's last failed call (GetLastError, errno).
 uint32_t LastError() noexcept;
 
-/// Milliseconds since 1970-01-01 UTC. Steps when somebody sets the clock.
+/// Milliseconds since 1970-01-01 UTC, as of the system's last timer tick: a few ms old, and read in
+/// a few ns. Steps when somebody sets the clock.
 int64_t WallClockMs() noexcept;
 
 /// Milliseconds of a clock that never steps, from an arbitrary start.

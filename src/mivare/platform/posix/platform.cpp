@@ -85,7 +85,7 @@ void FreeBlock(void* block) noexcept {
 
 uint32_t LastError() noexcept { return static_cast<uint32_t>(errno); }
 
-int64_t WallClockMs() noexcept { return ReadClockMs(CLOCK_REALTIME); }
+int64_t WallClockMs() noexcept { return ReadClockMs(CLOCK_REALTIME_COARSE); }
 
 int64_t SteadyClockMs() noexcept { return ReadClockMs(CLOCK_MONOTONIC); }
 
