@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "base/log.h"
+#include "base/sample_loops.h"
 #include "media_types.h"
 #include "mivare/diagnostics.h"
 #include "mivare/media_desc.h"
@@ -60,10 +61,17 @@ void CopyPlane(const WalkedBuffer& to, const WalkedBuffer& from, size_t i, int64
     width *= rows;
     rows = 1;
   }
-  PlaneWalker::VisitPairs(to.Rows(i, rows, width), from.Rows(i, rows, width),
-                          [](const RowPart& target, const RowPart& part) {
-                            std::memmove(target.data, part.data, part.bytes);
-                          });
+  const auto copy_rows = BestSampleLoops().copy_rows;
+  const PlaneWalker target = to.Rows(i, rows, width);
+  const PlaneWalker source = from.Rows(i, rows, width);
+  if (target.IsWhole() && source.IsWhole()) {
+    copy_rows({target.plane(), to.pitch(i)}, {source.plane(), from.pitch(i)},
+              static_cast<size_t>(width), static_cast<size_t>(target.rows()));
+    return;
+  }
+  PlaneWalker::VisitPairs(target, source, [copy_rows](const RowPart& part, const RowPart& other) {
+    copy_rows({part.data}, {other.data}, part.bytes, 1);
+  });
 }
 
 int32_t CopyPlanes(IMediaBuffer& destination, IMediaBuffer& source, const char* rows,

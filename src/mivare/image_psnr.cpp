@@ -1,7 +1,6 @@
 // How far two frames are apart.
 #include "image_psnr.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -10,6 +9,7 @@
 
 #include "base/address.h"
 #include "base/log.h"
+#include "base/sample_loops.h"
 #include "mivare/diagnostics.h"
 #include "mivare/media_desc.h"
 #include "plane_walker.h"
@@ -48,24 +48,6 @@ std::optional<Walk> WalkOf(const IMediaDesc& desc, uint8_t plane) {
   }
 }
 
-template <size_t kStep>
-uint64_t AddSquares(const uint8_t* a, const uint8_t* b, size_t samples) {
-  // 32 bits hold the squares of this many samples, and fit the vector registers better than 64.
-  constexpr size_t kChunk = size_t{1} << 16;
-  static_assert(kChunk * 255 * 255 <= UINT32_MAX);
-  uint64_t sum = 0;
-  for (size_t done = 0; done < samples; done += kChunk) {
-    const size_t end = std::min(samples, done + kChunk);
-    uint32_t partial = 0;
-    for (size_t i = done; i < end; ++i) {
-      const int32_t difference = int32_t{a[i * kStep]} - int32_t{b[i * kStep]};
-      partial += static_cast<uint32_t>(difference * difference);
-    }
-    sum += partial;
-  }
-  return sum;
-}
-
 // Starts may lie behind the row and lead into the ones that follow in memory: as far as there is
 // memory, or rows of a picture in foreign memory.
 PlaneWalker RowsOf(const Walk& walk, const WalkedBuffer& buffer) {
@@ -77,6 +59,7 @@ PlaneWalker RowsOf(const Walk& walk, const WalkedBuffer& buffer) {
 }
 
 uint64_t AddSquares(const Walk& walk, const WalkedBuffer& a, const WalkedBuffer& b) {
+  const SampleLoops& loops = BestSampleLoops();
   uint64_t sum = 0;
   PlaneWalker::VisitPairs(
       RowsOf(walk, a), RowsOf(walk, b), [&](const RowPart& from_a, const RowPart& from_b) {
@@ -85,13 +68,7 @@ uint64_t AddSquares(const Walk& walk, const WalkedBuffer& a, const WalkedBuffer&
         const size_t skipped = (step - static_cast<size_t>(from_a.first) % step) % step;
         if (skipped >= from_a.bytes) return;
         const size_t samples = (from_a.bytes - skipped + step - 1) / step;
-        const uint8_t* first_a = from_a.data + skipped;
-        const uint8_t* first_b = from_b.data + skipped;
-        switch (step) {
-          case 1: sum += AddSquares<1>(first_a, first_b, samples); break;
-          case 2: sum += AddSquares<2>(first_a, first_b, samples); break;
-          default: sum += AddSquares<4>(first_a, first_b, samples); break;
-        }
+        sum += loops.add_squares(from_a.data + skipped, from_b.data + skipped, samples, step);
       });
   return sum;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/log.h"
+#include "base/sample_loops.h"
 #include "bmp_file.h"
 #include "image_format.h"
 #include "mivare/diagnostics.h"
@@ -21,25 +22,15 @@ namespace {
 constexpr int32_t kBgra = 45;
 constexpr size_t kPixelBytes = 4;  // of its frames
 
-// Turns a row of the file into one of the frame.
-using CopyRow = void (*)(uint8_t* to, const uint8_t* from, size_t pixels);
-
-void CopyPixels(uint8_t* to, const uint8_t* from, size_t pixels) {
-  std::memcpy(to, from, kPixelBytes * pixels);
-}
-
-void ExpandPixels(uint8_t* to, const uint8_t* from, size_t pixels) {
-  for (size_t i = 0; i < pixels; ++i) {
-    std::copy_n(from + 3 * i, 3, to + kPixelBytes * i);
-    to[kPixelBytes * i + 3] = 255;
-  }
-}
-
-// Null for pixels that this reader does not know.
-CopyRow CopyRowOf(uint32_t bits_per_pixel) {
+// Turns the pixels of a row of the file into those of the frame; null for pixels that this reader
+// does not know.
+SampleLoops::Convert ConvertOf(uint32_t bits_per_pixel) {
   switch (bits_per_pixel) {
-    case 24: return ExpandPixels;
-    case 32: return CopyPixels;
+    case 24: return BestSampleLoops().add_alpha;
+    case 32:
+      return [](uint8_t* to, const uint8_t* from, size_t pixels) noexcept {
+        std::memcpy(to, from, kPixelBytes * pixels);
+      };
     default: return nullptr;
   }
 }
@@ -72,8 +63,8 @@ bool LoadBmp(const char* path, IMediaBuffer& frame) {
     return false;
   }
   const WalkedBuffer locked(frame, true);
-  const CopyRow copy_row = CopyRowOf(facts->bits_per_pixel);
-  if (!locked.ok() || locked.plane(0) == nullptr || copy_row == nullptr) return false;
+  const SampleLoops::Convert convert = ConvertOf(facts->bits_per_pixel);
+  if (!locked.ok() || locked.plane(0) == nullptr || convert == nullptr) return false;
 
   const auto pixels = static_cast<size_t>(width);
   const size_t taken = pixels * ImageFormatOf(smt).MemoryBits(desc->GetBitDepth()) / 8;
@@ -89,7 +80,11 @@ bool LoadBmp(const char* path, IMediaBuffer& frame) {
     for (; more && rows_read <= part.row; ++rows_read) {
       more = std::fread(in_file.data(), 1, taken, file.get()) == taken;
     }
-    copy_row(in_frame.data(), in_file.data(), pixels);
+    if (part.bytes == row_bytes) {
+      convert(part.data, in_file.data(), pixels);
+      continue;
+    }
+    convert(in_frame.data(), in_file.data(), pixels);
     std::memcpy(part.data, in_frame.data() + part.first, part.bytes);
   }
   return true;

@@ -45,8 +45,8 @@ class PlaneWalker {
 
   /// Whether every byte of every row is there.
   bool IsWhole() const { return whole_; }
-  /// Whole, and no byte between the rows.
-  bool IsOneRun() const { return whole_ && pitch_ == row_bytes_; }
+  /// Whole, with a row at least and no byte between the rows.
+  bool IsOneRun() const { return whole_ && rows_ > 0 && (pitch_ == row_bytes_ || rows_ == 1); }
 
   uint8_t* plane() const { return plane_; }
   int64_t rows() const { return rows_; }

@@ -137,6 +137,8 @@ TEST_F(PlaneWalkerTest, KnowsRowsWithoutAGap) {
   EXPECT_TRUE(Walk(0, 8, 3, 8).IsOneRun());
   EXPECT_FALSE(Walk(0, 8, 3, 7).IsOneRun());
   EXPECT_FALSE(Walk(1, 8, 3, 8).IsOneRun()) << "the last byte is missing";
+  EXPECT_TRUE(Walk(0, 8, 1, 7).IsOneRun()) << "a single row has no gap";
+  EXPECT_FALSE(Walk(0, 8, 0, 8).IsOneRun()) << "nor a run without a row";
 }
 
 TEST_F(PlaneWalkerTest, HasNoRowsForANullPlane) {
