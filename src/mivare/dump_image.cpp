@@ -8,6 +8,7 @@
 #include "base/log.h"
 #include "base/mutex.h"
 #include "base/never_destroyed.h"
+#include "base/sample_loops.h"
 #include "bmp_file.h"
 #include "dump_file.h"
 #include "image_format.h"
@@ -31,14 +32,6 @@ Mutex& TgaTurn() {
   return turn.get();
 }
 
-// A pixel of four little-endian 16-bit samples becomes the high bytes of 2, 1, 0 and 3.
-void ExchangeAndReduce(const uint8_t* in, uint8_t* out) {
-  out[0] = in[5];
-  out[1] = in[3];
-  out[2] = in[1];
-  out[3] = in[7];
-}
-
 int32_t DumpBmp(const char* path, IMediaBuffer& frame) {
   const MutexLock turn(BmpTurn());
   const IMediaDesc* desc = frame.GetDesc(0);
@@ -58,7 +51,7 @@ int32_t DumpBmp(const char* path, IMediaBuffer& frame) {
   if (format.bmp == BmpPixels::kHighBytes) {
     const int64_t memory_row_bytes = layout.row_bytes / 4 * 8;
     file.WriteConvertedRows<8, 4>(locked.Rows(0, layout.height, memory_row_bytes).BottomUp(),
-                                  ExchangeAndReduce);
+                                  BestSampleLoops().exchange_high_bytes);
   } else {
     file.WriteRows(locked.Rows(0, layout.height, layout.row_bytes).BottomUp());
   }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/log.h"
+#include "base/sample_loops.h"
 #include "dump_file.h"
 #include "media_types.h"
 #include "mivare/allocator.h"
@@ -90,7 +91,7 @@ void DumpPlanes(const char* prefix, const raw::Format& format, IMediaBuffer& fra
     const PlaneWalker rows =
         locked.Rows(i, raw::Share(format.planes[i].rows, height), columns * sample_bytes);
     if (format.sample == raw::Sample::kHighByte) {
-      file.WriteConvertedRows<2, 1>(rows, [](const uint8_t* in, uint8_t* out) { *out = in[1]; });
+      file.WriteConvertedRows<2, 1>(rows, BestSampleLoops().take_high_bytes);
     } else {
       file.WriteRows(rows);
     }

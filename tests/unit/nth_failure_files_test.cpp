@@ -2,6 +2,7 @@
 // be opened or written.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <functional>
@@ -179,7 +180,10 @@ class NthFailureWithFiles : public testing::TestWithParam<Operation> {};
 TEST_P(NthFailureWithFiles, GivesTheWholeFileOrSaysSo) {
   const uint64_t points = NthFailure(GetParam()).FailEach(Memory::kHeap);
   RecordProperty("heap", static_cast<int>(points));
-  EXPECT_GT(points, 0U) << "nothing was allocated";
+  // An image goes straight from the frame into its file; a system may do so without memory.
+  const std::string& name = GetParam().name;
+  const bool may_need_none = name == "DumpBMP" || name == "DumpTGA";
+  EXPECT_TRUE(points > 0 || may_need_none) << "nothing was allocated";
 }
 
 std::string NameOf(const testing::TestParamInfo<Operation>& info) { return info.param.name; }
@@ -300,13 +304,14 @@ TEST(AFileThatCannotBeWritten, EndsEachRunOfRowsAtItsFirstFailure) {
     ASSERT_TRUE(file.IsOpen());
     EXPECT_FALSE(file.Write(rows.data(), rows.size()));
     file.WriteRows(PlaneWalker(rows.data(), 2000, 500, 1000, std::nullopt));
-    int converted = 0;
+    static size_t converted;
+    converted = 0;
     file.WriteConvertedRows<1, 1>(PlaneWalker(rows.data(), 1024, 500, 1024, std::nullopt),
-                                  [&](const uint8_t* in, uint8_t* out) {
-                                    *out = *in;
-                                    ++converted;
+                                  [](uint8_t* out, const uint8_t* in, size_t units) noexcept {
+                                    std::copy_n(in, units, out);
+                                    converted += units;
                                   });
-    EXPECT_EQ(converted, 1024) << "went on after the first piece";
+    EXPECT_EQ(converted, 1U << 15) << "went on after the first piece";
     file.Flush();
   }
   EXPECT_EQ(folder.Read("a"), (Bytes{1, 2, 3}));

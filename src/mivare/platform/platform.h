@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <span>
 
 namespace mivare::platform {
 
@@ -57,6 +58,17 @@ using File = std::unique_ptr<std::FILE, FileCloser>;
 
 /// fopen with a UTF-8 path, whatever the process's code page; empty on failure and for a null path.
 File OpenFile(const char* utf8_path, const char* mode) noexcept;
+
+/// A piece of what goes into a file.
+struct FilePiece {
+  const void* data = nullptr;
+  size_t size = 0;
+};
+
+/// Writes pieces one behind the other, in as few calls of the system as it can and without copying
+/// large ones, to a stream that is written to in no other way. False at the first failure; what
+/// came before it is in the file, once it is closed.
+bool WritePieces(std::FILE* file, std::span<const FilePiece> pieces) noexcept;
 
 struct ModuleRelease {
   void operator()(void* module) const noexcept;

@@ -8,8 +8,11 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -240,6 +243,64 @@ TEST(PlatformFile, MissingFilesAndNullPathsAreEmpty) {
   EXPECT_EQ(OpenFile("", "rb"), nullptr);
   EXPECT_EQ(OpenFile(Utf8(folder.path() / "absent").c_str(), "rb"), nullptr);
   EXPECT_EQ(OpenFile(Utf8(folder.path() / "absent" / "child").c_str(), "wb"), nullptr);
+}
+
+std::vector<uint8_t> ReadAll(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// More pieces than a system takes at once, empty ones among them, and pieces larger than anything
+// that gathers them.
+TEST(PlatformFile, WritesPiecesOneBehindTheOther) {
+  struct Case {
+    const char* name;
+    size_t pieces;
+    size_t bytes_each;
+  };
+  for (const Case& row : {Case{"none", 0, 0},
+                          {"one byte", 1, 1},
+                          {"empty", 3, 0},
+                          {"many", 5000, 7},
+                          {"rows", 1100, 700},
+                          {"large", 3, 1 << 19}}) {
+    SCOPED_TRACE(row.name);
+    const TempFolder folder;
+    const std::filesystem::path path = folder.path() / "pieces";
+    std::vector<uint8_t> bytes(2 * row.pieces * row.bytes_each);
+    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint8_t>(i * 31 + i / 251);
+    // Each second piece, from the last one to the first, and then something empty.
+    std::vector<FilePiece> pieces;
+    std::vector<uint8_t> expected;
+    for (size_t i = row.pieces; i-- > 0;) {
+      const uint8_t* piece = bytes.data() + 2 * i * row.bytes_each;
+      pieces.push_back({piece, row.bytes_each});
+      if (i % 3 == 0) pieces.push_back({});
+      expected.insert(expected.end(), piece, piece + row.bytes_each);
+    }
+    {
+      const File file = OpenFile(Utf8(path).c_str(), "wb");
+      ASSERT_NE(file, nullptr);
+      EXPECT_TRUE(WritePieces(file.get(), pieces));
+      EXPECT_TRUE(WritePieces(file.get(), {}));
+      EXPECT_TRUE(WritePieces(file.get(), pieces)) << "behind what is there";
+    }
+    std::vector<uint8_t> twice = expected;
+    twice.insert(twice.end(), expected.begin(), expected.end());
+    EXPECT_TRUE(ReadAll(path) == twice);
+  }
+}
+
+TEST(PlatformFile, SaysThatPiecesCannotBeWritten) {
+  const TempFolder folder;
+  const std::filesystem::path path = folder.path() / "pieces";
+  { const File file = OpenFile(Utf8(path).c_str(), "wb"); }
+  const std::vector<uint8_t> bytes(1 << 19);
+  const File file = OpenFile(Utf8(path).c_str(), "rb");
+  ASSERT_NE(file, nullptr);
+  const FilePiece piece{bytes.data(), bytes.size()};
+  EXPECT_FALSE(WritePieces(file.get(), std::span(&piece, 1)));
+  EXPECT_TRUE(ReadAll(path).empty());
 }
 
 }  // namespace

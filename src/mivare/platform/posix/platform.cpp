@@ -6,8 +6,10 @@
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/time.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -57,6 +59,27 @@ uint64_t KilobytesBehind(const char* text, const char* label) noexcept {
   const char* found = std::strstr(text, label);
   if (found == nullptr) return 0;
   return std::strtoull(found + std::strlen(label), nullptr, 10) * 1024U;
+}
+
+// The system may take less than it is given.
+bool WriteVectors(int file, std::span<iovec> left) noexcept {
+  while (!left.empty()) {
+    const ssize_t written = writev(file, left.data(), static_cast<int>(left.size()));
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    auto bytes = static_cast<size_t>(written);
+    while (!left.empty() && left.front().iov_len <= bytes) {
+      bytes -= left.front().iov_len;
+      left = left.subspan(1);
+    }
+    if (left.empty()) return true;
+    if (written == 0) return false;
+    left.front().iov_base = static_cast<uint8_t*>(left.front().iov_base) + bytes;
+    left.front().iov_len -= bytes;
+  }
+  return true;
 }
 
 }  // namespace
@@ -127,6 +150,21 @@ MemoryFigures ReadMemoryFigures() noexcept {
 
 File OpenFile(const char* utf8_path, const char* mode) noexcept {
   return File(utf8_path != nullptr ? std::fopen(utf8_path, mode) : nullptr);
+}
+
+// Past the stream, whose buffer stays empty.
+bool WritePieces(std::FILE* file, std::span<const FilePiece> pieces) noexcept {
+  constexpr size_t kAtOnce = 1024;  // more it does not take (IOV_MAX)
+  iovec vectors[kAtOnce];
+  while (!pieces.empty()) {
+    const size_t count = std::min(pieces.size(), kAtOnce);
+    for (size_t i = 0; i < count; ++i) {
+      vectors[i] = {const_cast<void*>(pieces[i].data), pieces[i].size};
+    }
+    if (!WriteVectors(fileno(file), std::span(vectors, count))) return false;
+    pieces = pieces.subspan(count);
+  }
+  return true;
 }
 
 void ModuleRelease::operator()(void* module) const noexcept { dlclose(module); }

@@ -5,6 +5,8 @@
 // windows.h comes first: the others need its types.
 #include <psapi.h>
 
+#include <cstring>
+#include <new>
 #include <string>
 
 #include "orlo/encoding.h"
@@ -85,6 +87,31 @@ File OpenFile(const char* utf8_path, const char* mode) noexcept {
   } catch (...) {
     return nullptr;  // no memory for the wide path
   }
+}
+
+// The system has no call for pieces that lie anywhere: small ones are gathered into large ones.
+bool WritePieces(std::FILE* file, std::span<const FilePiece> pieces) noexcept {
+  constexpr size_t kRoom = size_t{1} << 18;
+  const auto write = [file](const void* data, size_t size) {
+    return std::fwrite(data, 1, size, file) == size;
+  };
+  const bool gather = pieces.size() > 1;
+  const std::unique_ptr<uint8_t[]> room(gather ? new (std::nothrow) uint8_t[kRoom] : nullptr);
+  size_t gathered = 0;
+  for (const FilePiece& piece : pieces) {
+    if (piece.size == 0) continue;
+    if (gathered > 0 && piece.size > kRoom - gathered) {
+      if (!write(room.get(), gathered)) return false;
+      gathered = 0;
+    }
+    if (room == nullptr || piece.size > kRoom) {
+      if (!write(piece.data, piece.size)) return false;
+      continue;
+    }
+    std::memcpy(room.get() + gathered, piece.data, piece.size);
+    gathered += piece.size;
+  }
+  return gathered == 0 || write(room.get(), gathered);
 }
 
 void ModuleRelease::operator()(void* module) const noexcept {
