@@ -75,6 +75,7 @@ struct Files {
 
 MediaDescPtr Packed() { return VideoRequest(45, 64, 64); }
 MediaDescPtr Planar() { return VideoRequest(1, 64, 64); }
+MediaDescPtr WithGaps() { return VideoRequest(1, 60, 64); }
 MediaDescPtr Wide() { return VideoRequest(17, 64, 64); }
 MediaDescPtr Sound() { return AudioRequest(); }
 
@@ -164,7 +165,7 @@ std::vector<Operation> Operations() {
           },
           false),
       OnFiles(
-          "MD5", Planar,
+          "MD5", WithGaps,
           [](Files& files) {
             const int32_t status = NUXMivareMediaBuffer2MD5(files.frame.get(), &files.digest);
             EXPECT_TRUE(status == 0 || status == -1);
@@ -201,6 +202,7 @@ TEST(FilesWithoutMemory, AreLoadedComparedAndCopiedAllTheSame) {
   EXPECT_GT(NUXMivareImagePSNR(files.frame, files.other, 0), 0.0);
   EXPECT_EQ(NUXMivareCopyMediaBufferData(files.other.get(), files.frame.get()), 0);
   EXPECT_EQ(NUXMivareZeroBuffer(sound.frame.get()), 0);
+  EXPECT_EQ(NUXMivareMediaBuffer2MD5(files.frame.get(), &files.digest), 0) << "has no gaps";
   EXPECT_FALSE(failing.fired());
 }
 
