@@ -28,6 +28,8 @@ size_t PageSize() noexcept {
   return size;
 }
 
+constexpr size_t kLargePage = size_t{1} << 21;
+
 int64_t ReadClockMs(clockid_t id) noexcept {
   timespec now{};
   clock_gettime(id, &now);
@@ -95,7 +97,7 @@ void* AllocateBlock(size_t size) noexcept {
   if (mapping == MAP_FAILED) return nullptr;
   const size_t length = size + page;
   // A frame is filled from end to end: large pages save most of the faults on the way.
-  madvise(mapping, length, MADV_HUGEPAGE);
+  if (length >= kLargePage) madvise(mapping, length, MADV_HUGEPAGE);
   std::memcpy(mapping, &length, sizeof(length));
   return static_cast<uint8_t*>(mapping) + page;
 }
