@@ -1,80 +1,53 @@
 #include "audio_volume.h"
 
-#include <map>
-#include <string>
-#include <vector>
-
-#include "base/lock_order.h"
-#include "base/mutex.h"
 #include "face_ptr.h"
 
-namespace mivare {
-namespace audioVolumeMgr {
+namespace mivare::audioVolumeMgr {
 
-/// The manager is its own two faces. Tracks are copied in before the mutex is taken and freed after
-/// it is given up.
-class impl final : public ITrackAudioVolumeManager,
-                   public IAudioVolumeConfig,
-                   public IAudioVolumeInquire {
- public:
-  IAudioVolumeInquire* GetVolumeInquire() override {
-    const MutexLock lock(mutex_);
-    if (tracks_.empty()) return nullptr;
-    cursor_ = tracks_.begin();
-    return this;
-  }
-
-  IAudioVolumeConfig* GetVolumeConfig() override { return this; }
-
-  void Release() override {}
-
-  bool AddVolume(const std::string& track, const std::vector<uint64_t>& values) override {
-    Tracks added;
-    added.emplace(track, values);
-    const MutexLock lock(mutex_);
-    tracks_.merge(added);  // a track that is already there keeps its first values
-    cursor_ = tracks_.begin();
-    return true;
-  }
-
-  int32_t ClearVolumes() override {
-    Tracks removed;
-    const MutexLock lock(mutex_);
-    tracks_.swap(removed);
-    cursor_ = tracks_.end();
-    return 0;
-  }
-
-  IAudioVolumeInquire* NextVolume() override {
-    const MutexLock lock(mutex_);
-    if (cursor_ == tracks_.end()) return nullptr;
-    ++cursor_;
-    return cursor_ != tracks_.end() ? this : nullptr;
-  }
-
-  int32_t GetVolume(std::string& track, std::vector<uint64_t>& values) override {
-    const MutexLock lock(mutex_);
-    if (cursor_ == tracks_.end()) return 0;
-    track = cursor_->first;
-    values = cursor_->second;
-    return 1;
-  }
-
- private:
-  using Tracks = std::map<std::string, std::vector<uint64_t>>;
-
-  Mutex mutex_ ACQUIRED_BEFORE(lock_order::objects);
-  Tracks tracks_ GUARDED_BY(mutex_);
-  Tracks::iterator cursor_ GUARDED_BY(mutex_) = tracks_.end();
-};
-
-}  // namespace audioVolumeMgr
-
-std::shared_ptr<ITrackAudioVolumeManager> MakeAudioVolumeManager() {
-  return std::make_shared<audioVolumeMgr::impl>();
+IAudioVolumeInquire* impl::GetVolumeInquire() {
+  if (count_.IsZero()) return nullptr;
+  const MutexLock lock(mutex_);
+  if (tracks_.empty()) return nullptr;
+  cursor_ = tracks_.begin();
+  return this;
 }
 
-}  // namespace mivare
+bool impl::AddVolume(const std::string& track, const std::vector<uint64_t>& values) {
+  Tracks added;
+  added.emplace(track, values);
+  const MutexLock lock(mutex_);
+  tracks_.merge(added);  // a track that is already there keeps its first values
+  cursor_ = tracks_.begin();
+  count_.Set(tracks_.size());
+  return true;
+}
+
+int32_t impl::ClearVolumes() {
+  if (count_.IsZero()) return 0;
+  Tracks removed;
+  const MutexLock lock(mutex_);
+  tracks_.swap(removed);
+  cursor_ = tracks_.end();
+  count_.Set(0);
+  return 0;
+}
+
+IAudioVolumeInquire* impl::NextVolume() {
+  const MutexLock lock(mutex_);
+  if (cursor_ == tracks_.end()) return nullptr;
+  ++cursor_;
+  return cursor_ != tracks_.end() ? this : nullptr;
+}
+
+int32_t impl::GetVolume(std::string& track, std::vector<uint64_t>& values) {
+  const MutexLock lock(mutex_);
+  if (cursor_ == tracks_.end()) return 0;
+  track = cursor_->first;
+  values = cursor_->second;
+  return 1;
+}
+
+}  // namespace mivare::audioVolumeMgr
 
 int32_t NUXMivareCopyAudioVolumeData(mivare::ITrackAudioVolumeManager* source,
                                      mivare::ITrackAudioVolumeManager* destination) try {

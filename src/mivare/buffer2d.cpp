@@ -1,8 +1,8 @@
 #include "buffer2d.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
-#include <vector>
 
 #include "aligned_heap.h"
 #include "allocator_mgr.h"
@@ -47,7 +47,7 @@ int32_t Buffer2d::Lock(uint8_t* planes[8], int32_t pitches[8], void*, uint32_t*)
     std::fill_n(pitches, 8, 0);
     return -2;
   }
-  const std::vector<uint32_t>& offsets = desc->PlaneOffsets();
+  const std::span<const uint32_t> offsets = desc->PlaneOffsets();
   for (size_t i = 0; i < std::min<size_t>(offsets.size(), 8); ++i) {
     planes[i] = Moved(data_.get(), offsets[i]);  // offsets wrap, and may lead out of the block
   }

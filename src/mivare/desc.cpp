@@ -1,36 +1,29 @@
 #include "desc.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <utility>
 
-#include "audio_volume.h"
-#include "extend_data_impl.h"
-#include "extend_keys.h"
-#include "multi_camera.h"
-#include "user_data_map.h"
-
 namespace mivare {
 
-DescBase::DescBase()
-    : user_data_(std::make_shared<UserDataMap>()),
-      extend_data_(MakeExtendData()),
-      audio_volumes_(MakeAudioVolumeManager()),
-      multi_camera_(MakeMultiCameraManager()) {}
-
-// The audio volumes stay behind: they belong to the one frame that was mixed.
+// The hints of one allocation are no hints for the next, and the audio volumes belong to the one
+// frame that was mixed: both stay behind.
 DescBase::DescBase(const DescBase& other)
     : frame_size_(other.frame_size_),
+      plane_count_(other.plane_count_),
       plane_offsets_(other.plane_offsets_),
       memory_location_(other.memory_location_),
       platform_(other.platform_),
       tex_type_(other.tex_type_),
-      user_data_(other.user_data_ != nullptr ? other.user_data_->CloneMap() : nullptr) {
-  // The hints of one allocation are no hints for the next.
-  RemoveReservedUserDataKeys(user_data_.get());
-  if (other.extend_data_ != nullptr) extend_data_ = other.extend_data_->Clone();
-  multi_camera_ = MakeMultiCameraManager();
-  MoveMultiCameraFrames(other.multi_camera_.get(), multi_camera_.get());
+      user_data_(other.user_data_, UserDataMap::Hints::kLeftBehind),
+      extend_data_(other.extend_data_) {
+  MoveMultiCameraFrames(&other.multi_camera_, &multi_camera_);
+}
+
+void DescBase::SetPlaneOffsets(std::span<const uint32_t> offsets) {
+  plane_count_ = static_cast<uint32_t>(std::min(offsets.size(), desc::kMaxPlanes));
+  std::copy_n(offsets.begin(), plane_count_, plane_offsets_.begin());
 }
 
 bool DescBase::SetMemoryLocation(uint32_t value) {
@@ -43,27 +36,25 @@ bool DescBase::QueryIndex(uint32_t* out) {
   return false;
 }
 
-IUserDataConfig* DescBase::GetUserDataConfig() { return user_data_.get(); }
-
-IUserDataInquire* DescBase::GetUserDataInquire() const { return user_data_.get(); }
-
 void DescBase::QueryProperty(const char* key, void** out) {
   if (key == nullptr || out == nullptr) return;
   // Each store under the type that the header promises: a void pointer converts to no other.
   const std::array<std::pair<const char*, void*>, 3> stores = {{
-      {kExtendDataKey, extend_data_.get()},
-      {kAudioVolumeKey, audio_volumes_.get()},
-      {kMultiCameraKey, multi_camera_.get()},
+      {kExtendDataKey, static_cast<IExtendData*>(&extend_data_)},
+      {kAudioVolumeKey,
+       audio_volumes_ ? static_cast<ITrackAudioVolumeManager*>(&*audio_volumes_) : nullptr},
+      {kMultiCameraKey, static_cast<IVideoMultiCameraFrameManger*>(&multi_camera_)},
   }};
   for (const auto& [name, store] : stores) {
-    if (std::strcmp(key, name) == 0) *out = store;
+    if (key != name && std::strcmp(key, name) != 0) continue;
+    *out = store;
+    return;
   }
 }
 
 bool DescBase::CopyFrom(const IMediaDesc& other) {
-  if (user_data_ == nullptr) return true;
   try {
-    user_data_->CopyFrom(other.GetUserDataInquire());
+    user_data_.CopyFrom(other.GetUserDataInquire());
   } catch (...) {
     return false;
   }

@@ -1,23 +1,24 @@
 // DescBase: what all descriptions have in common, and the shape of their copies.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
-#include <utility>
-#include <vector>
+#include <optional>
+#include <span>
 
+#include "audio_volume.h"
+#include "desc/format.h"
+#include "extend_data_impl.h"
 #include "media_types.h"
 #include "mivare/media_desc.h"
+#include "multi_camera.h"
+#include "user_data_map.h"
 
 namespace mivare {
 
-class IExtendData;
-class ITrackAudioVolumeManager;
-class IVideoMultiCameraFrameManger;
-class UserDataMap;
-
 /// The four stores, the frame size and the place in memory. What it answers for sound and pitches
-/// is "there are none".
+/// is "there are none". All of it is one piece of memory: stores are lent, never shared.
 class DescBase : public IMediaDesc {
  public:
   uint32_t GetInterlace() const override { return 0; }
@@ -50,8 +51,8 @@ class DescBase : public IMediaDesc {
   bool QueryIndex(uint32_t* out) override;
   void Reserved() override {}
 
-  IUserDataConfig* GetUserDataConfig() override;
-  IUserDataInquire* GetUserDataInquire() const override;
+  IUserDataConfig* GetUserDataConfig() override { return &user_data_; }
+  IUserDataInquire* GetUserDataInquire() const override { return &user_data_; }
 
   uint32_t GetColorSpace() const override { return UINT32_MAX; }
   bool SetColorSpace(uint32_t) override { return false; }
@@ -62,34 +63,39 @@ class DescBase : public IMediaDesc {
   bool CopyFrom(const IMediaDesc& other) override;
 
   /// Byte offsets of the planes from the start of the frame; empty until the layout is computed.
-  const std::vector<uint32_t>& PlaneOffsets() const { return plane_offsets_; }
+  std::span<const uint32_t> PlaneOffsets() const { return {plane_offsets_.data(), plane_count_}; }
 
   /// The stored frame size, without computing a layout; -1 at first.
   int32_t DataLength() const { return frame_size_; }
   void SetDataLength(int32_t length) { frame_size_ = length; }
 
+  UserDataMap& UserData() const { return user_data_; }
+  ExtendDataStore& ExtendData() { return extend_data_; }
+  const ExtendDataStore& ExtendData() const { return extend_data_; }
+
  protected:
-  /// Throws std::bad_alloc.
-  DescBase();
+  DescBase() : audio_volumes_(std::in_place) {}
   /// Gives the copy stores of its own, see IMediaDesc::Clone. Throws std::bad_alloc, and whatever
   /// copying a user data value throws.
   DescBase(const DescBase& other);
 
-  void SetPlaneOffsets(std::vector<uint32_t> offsets) { plane_offsets_ = std::move(offsets); }
+  /// At most desc::kMaxPlanes of them.
+  void SetPlaneOffsets(std::span<const uint32_t> offsets);
 
  private:
   DescBase& operator=(const DescBase&) = delete;
 
   int32_t frame_size_ = -1;
-  std::vector<uint32_t> plane_offsets_;
+  uint32_t plane_count_ = 0;
+  std::array<uint32_t, desc::kMaxPlanes> plane_offsets_{};
   uint32_t memory_location_ = 0;
   uint32_t platform_ = 0;
   uint32_t tex_type_ = 0;
-  // Shared: frames and stages that hold a store outlive the description at times.
-  std::shared_ptr<UserDataMap> user_data_;
-  std::shared_ptr<IExtendData> extend_data_;
-  std::shared_ptr<ITrackAudioVolumeManager> audio_volumes_;
-  std::shared_ptr<IVideoMultiCameraFrameManger> multi_camera_;
+  // Mutable: readers share a description, and each of the stores takes care of itself.
+  mutable UserDataMap user_data_;
+  ExtendDataStore extend_data_;
+  std::optional<audioVolumeMgr::impl> audio_volumes_;  // a copy has none
+  mutable videoMultiCameraMgr::impl multi_camera_;     // moved out by copying
 };
 
 /// A description without a picture: reads 0 for all that one would have and ignores writing it.

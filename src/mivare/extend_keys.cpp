@@ -14,7 +14,7 @@ namespace mivare {
 bool HasHint(const IMediaDesc& desc, const char* key) noexcept try {
   IUserDataInquire* user_data = desc.GetUserDataInquire();
   if (user_data == nullptr) return false;
-  if (auto* map = dynamic_cast<UserDataMap*>(user_data)) return map->Contains(key);
+  if (UserDataMap* map = OwnUserDataMap(user_data)) return map->Contains(key);
   orlo::ValAny value;
   return user_data->Get(key, value) == 1;
 } catch (...) {
@@ -29,7 +29,7 @@ void RemoveReservedUserDataKeys(IUserDataConfig* config) {
 }  // namespace mivare
 
 int32_t NUXMivareGetExtendKeyCount() {
-  return static_cast<int32_t>(mivare::kKeyTable.size() - mivare::kReservedKeyCount);
+  return static_cast<int32_t>(mivare::kExtendKeyCount);
 }
 
 // Indices count from the first extend data key, and below 0 lie the hints of the same table. The

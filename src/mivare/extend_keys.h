@@ -1,8 +1,10 @@
 // The well-known keys of the metadata stores: hints in the user data, blocks in the extend data.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <string_view>
 
 #include "mivare/user_data.h"
 
@@ -30,6 +32,18 @@ inline constexpr std::array<const char*, 9> kKeyTable = {
 };
 /// The hints come first in the table; the rest are the extend data keys.
 inline constexpr size_t kReservedKeyCount = 6;
+
+inline constexpr size_t kExtendKeyCount = kKeyTable.size() - kReservedKeyCount;
+
+/// Whether `key` is one of the six hints.
+inline bool IsReservedUserDataKey(std::string_view key) {
+  static constexpr auto kHints = [] {
+    std::array<std::string_view, kReservedKeyCount> hints;
+    std::copy_n(kKeyTable.begin(), hints.size(), hints.begin());
+    return hints;
+  }();
+  return std::find(kHints.begin(), kHints.end(), key) != kHints.end();
+}
 
 /// Whether the user data of `desc` hold `key`, whatever the value. Allocates nothing where the data
 /// are the library's own; data of a host's making that fail to answer count as holding it.

@@ -1,26 +1,43 @@
 // UserDataMap: the typed notes on a description, both faces in one object.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
+#include "base/entry_count.h"
 #include "base/lock_order.h"
 #include "base/mutex.h"
 #include "mivare/user_data.h"
 #include "orlo/val_any.h"
+#include "user_data_entry.h"
 
 namespace mivare {
 
-/// Values that leave the map are destroyed after its mutex is given up: their holders are foreign
-/// code. An operation that runs out of memory throws and leaves the map as it was.
+/// Values that leave the map are destroyed after its mutex is given up, as the last thing that an
+/// operation does: their holders are foreign code and may own the map itself. An operation that
+/// runs out of memory throws and leaves the map as it was.
+///
+/// Entries that leave keep their memory for those that come, so that a frame which gets the same
+/// few notes again and again asks for none: at most kSpares of them, with keys of at most
+/// kSpareKey bytes.
 class UserDataMap final : public IUserDataInquire, public IUserDataConfig {
  public:
+  static constexpr size_t kSpares = 8;
+  static constexpr size_t kSpareKey = 64;
+
+  /// Whether a copy gets the six hints too.
+  enum class Hints { kCopied, kLeftBehind };
+
   UserDataMap() = default;
+  /// A copy of the entries of `source`.
+  UserDataMap(UserDataMap& source, Hints hints) { Merge(source, hints); }
   UserDataMap(const UserDataMap&) = delete;
   UserDataMap& operator=(const UserDataMap&) = delete;
+  ~UserDataMap() override;
 
   int32_t Get(const char* key, orlo::ValAny& value) override;
   // These two hand the mutex to the caller across calls, where the analysis cannot follow it.
@@ -39,21 +56,43 @@ class UserDataMap final : public IUserDataInquire, public IUserDataConfig {
   /// Whether there is an entry under `key`. Copies no value and allocates nothing.
   bool Contains(const char* key) EXCLUDES(mutex_);
 
+  /// Clear, then CopyFrom without the hints. Empty when it throws.
+  void ReplaceWith(UserDataMap& source);
+
   /// Clone, with both faces.
   std::shared_ptr<UserDataMap> CloneMap();
 
  private:
-  using Entries = std::map<std::string, orlo::ValAny, std::less<>>;
+  // Sorted by key. The map's own, and plain pointers: one that comes between thousands moves them
+  // as bytes.
+  using Entries = std::vector<UserDataEntry*>;
 
-  explicit UserDataMap(const Entries& entries) : entries_(entries) {}
+  // What an operation destroys after the lock.
+  struct Leaving {
+    UserDataChain entries;
+    FewValues<kSpares> values;  // of entries that stay as spares
+    Entries room;
+  };
 
+  // The first entry not below `key`.
+  Entries::iterator LowerBound(std::string_view key) REQUIRES(mutex_);
+  // The end when there is none.
+  Entries::iterator Find(std::string_view key) REQUIRES(mutex_);
+  // With an empty value.
+  std::unique_ptr<UserDataEntry> MakeEntry(std::string_view key) REQUIRES(mutex_);
+  void Retire(UserDataEntry* entry, Leaving& leaving) noexcept REQUIRES(mutex_);
   // The source's lock stands in for this map's own, which is not taken.
-  void Merge(UserDataMap& source) NO_THREAD_SAFETY_ANALYSIS;
+  void Merge(UserDataMap& source, Hints hints) NO_THREAD_SAFETY_ANALYSIS;
 
   Mutex mutex_ ACQUIRED_BEFORE(lock_order::objects);
+  EntryCount count_;
   Entries entries_ GUARDED_BY(mutex_);
+  UserDataChain spares_ GUARDED_BY(mutex_);
   bool iteration_enabled_ GUARDED_BY(mutex_) = false;  // true for good after the first Set
   uint32_t cursor_ GUARDED_BY(mutex_) = 0;
 };
+
+/// The library's own map behind the face; null for one of a host's making.
+UserDataMap* OwnUserDataMap(IUserDataInquire* face);
 
 }  // namespace mivare

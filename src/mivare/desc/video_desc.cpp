@@ -1,9 +1,7 @@
 #include "desc/video_desc.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
-#include <vector>
 
 #include "base/log.h"
 
@@ -120,12 +118,7 @@ int32_t VideoDescBase::FrameSizeOf(const Format& format) {
   if (DataLength() >= 1) return DataLength();
   const FrameLayout layout =
       ComputeLayout(format, HasAlpha(format, smt_), width_, height_, component_bytes_);
-  try {
-    const auto* const offsets = layout.offsets.data();
-    SetPlaneOffsets(std::vector<uint32_t>(offsets, offsets + layout.plane_count));
-  } catch (const std::bad_alloc&) {
-    return -1;  // nothing changed: the next call tries again
-  }
+  SetPlaneOffsets({layout.offsets.data(), layout.plane_count});
   capacity_width_ = layout.padded_width;
   capacity_height_ = layout.padded_height;
   SetDataLength(layout.frame_size);

@@ -16,6 +16,7 @@
 #include "mivare/extend_data.h"
 #include "mivare/multi_camera.h"
 #include "mivare/user_data.h"
+#include "support/failing_new.h"
 #include "support/log_capture.h"
 #include "unit/desc/families.h"
 
@@ -109,7 +110,7 @@ TEST(Clone, OfAPictureHasAllItsFields) {
     EXPECT_EQ(copy->GetWidth(), 100U);
     EXPECT_EQ(copy->GetHeight(), 50U);
     EXPECT_EQ(copy->DataLength(), 3 * 128 * 64);
-    EXPECT_EQ(copy->PlaneOffsets(), source.PlaneOffsets());
+    EXPECT_EQ(OffsetsOf(*copy), OffsetsOf(source));
     EXPECT_EQ(copy->PlaneOffsets().size(), 4U);
     EXPECT_EQ(PitchesOf(*copy), pitches);
     EXPECT_EQ(copy->GetTag(), 21U);
@@ -306,6 +307,20 @@ TEST(Clone, IsNullWhenMemoryIsShortAndLeavesTheSourceAsItWas) {
   EXPECT_FALSE(bits.CopyFrom(source)) << "nothing is thrown either";
   *value.short_of_memory = false;
   EXPECT_NE(source.CloneShared(), nullptr);
+}
+
+TEST(Clone, OfEmptyStoresIsOnePieceOfMemory) {
+  Yv12x source(1, 1);
+  source.SetWidthHeight(1920, 1080);
+  source.GetFrameSize();
+  {
+    const FailingNew failing(2);
+    const std::unique_ptr<IMediaDesc> copy(source.Clone());
+    EXPECT_FALSE(failing.fired());
+  }
+  const FailingNew failing(2);
+  const std::shared_ptr<IMediaDesc> copy = source.CloneShared();
+  EXPECT_FALSE(failing.fired());
 }
 
 TEST(QueryProperty, FindsTheThreeStoresByTheirExactKeys) {

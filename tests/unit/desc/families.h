@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "desc/gray.h"
 #include "desc/nv12x.h"
@@ -26,6 +27,11 @@ inline std::array<int32_t, 8> PitchesOf(const IMediaDesc& desc) {
   pitches.fill(-7);
   desc.GetPitches(pitches.data());
   return pitches;
+}
+
+inline std::vector<uint32_t> OffsetsOf(const DescBase& desc) {
+  const auto offsets = desc.PlaneOffsets();
+  return {offsets.begin(), offsets.end()};
 }
 
 /// As GetPitches writes them after the library computed them.

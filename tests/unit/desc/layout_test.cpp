@@ -48,7 +48,7 @@ void ExpectLayout(const LayoutCase& row) {
 
     EXPECT_EQ(desc->GetFrameSize(), row.size);
     EXPECT_EQ(desc->DataLength(), row.size);
-    EXPECT_EQ(desc->PlaneOffsets(), row.offsets);
+    EXPECT_EQ(OffsetsOf(*desc), row.offsets);
     EXPECT_EQ(PitchesOf(*desc), WithReserved(row.pitches));
   }
 }
@@ -183,7 +183,7 @@ TEST(Yv12xLayout, Pads1920x1080To1088Rows) {
   Yv12x desc(1, 1);
   desc.SetWidthHeight(1920, 1080);
   EXPECT_EQ(desc.GetFrameSize(), 3133440);
-  EXPECT_EQ(desc.PlaneOffsets(), (std::vector<uint32_t>{0, 2088960, 2611200}));
+  EXPECT_EQ(OffsetsOf(desc), (std::vector<uint32_t>{0, 2088960, 2611200}));
   EXPECT_EQ(PitchesOf(desc), WithReserved({1920, 960, 960, 0}));
 
   // The capacity is now 1920 x 1088: the visible size moves within it, the layout stays.
@@ -209,7 +209,7 @@ TEST(Nv12xLayout, TenBits1918x1080) {
   Nv12x desc(7, 1);
   desc.SetWidthHeight(1918, 1080);
   EXPECT_EQ(desc.GetFrameSize(), 6266880);
-  EXPECT_EQ(desc.PlaneOffsets(), (std::vector<uint32_t>{0, 4177920}));
+  EXPECT_EQ(OffsetsOf(desc), (std::vector<uint32_t>{0, 4177920}));
   EXPECT_EQ(PitchesOf(desc), WithReserved({3840, 3840, 0, 0}));
 }
 
@@ -217,13 +217,13 @@ TEST(BgraxLayout, HasOneRowMoreThanThePadding) {
   Bgrax desc(44, 1);
   desc.SetWidthHeight(64, 64);
   EXPECT_EQ(desc.GetFrameSize(), 16640);  // 65 rows of 256 bytes
-  EXPECT_EQ(desc.PlaneOffsets(), (std::vector<uint32_t>{0}));
+  EXPECT_EQ(OffsetsOf(desc), (std::vector<uint32_t>{0}));
 }
 
 TEST(Layout, OfADescriptionWithoutSizeIsEmptyAndClosesTheCapacity) {
   Yv12x desc(1, 1);
   EXPECT_EQ(desc.GetFrameSize(), 0);
-  EXPECT_EQ(desc.PlaneOffsets(), (std::vector<uint32_t>{0, 0, 0}));
+  EXPECT_EQ(OffsetsOf(desc), (std::vector<uint32_t>{0, 0, 0}));
   LogCapture log;
   desc.SetWidthHeight(1, 1);
   EXPECT_EQ(desc.GetWidth(), 0U);
@@ -242,7 +242,7 @@ TEST(Layout, OfSizeBelow1IsComputedAgainAndReplacesTheOffsets) {
   desc.SetWidthHeight(60, 60);
   desc.SetDataLength(0);
   EXPECT_EQ(desc.GetFrameSize(), 12288);  // 64 * 64 * 3
-  EXPECT_EQ(desc.PlaneOffsets(), (std::vector<uint32_t>{0, 4096, 6144, 8192}));
+  EXPECT_EQ(OffsetsOf(desc), (std::vector<uint32_t>{0, 4096, 6144, 8192}));
   EXPECT_EQ(PitchesOf(desc), WithReserved({64, 32, 32, 0}));
 }
 
