@@ -1,6 +1,7 @@
 #include "desc_copy.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "mivare/extend_data.h"
 #include "mivare/media_desc.h"
 #include "mivare/user_data.h"
+#include "own_desc.h"
 
 namespace mivare {
 namespace {
@@ -18,9 +20,11 @@ IExtendData* ExtendDataOf(IMediaDesc& desc) {
   return static_cast<IExtendData*>(store);
 }
 
+constexpr size_t kScratch = 1024;
+
 // Blocks under the well-known keys. Throws std::bad_alloc.
 void CopyExtendData(IExtendData& destination, IExtendData& source) {
-  std::vector<uint8_t> scratch(1024);
+  std::vector<uint8_t> scratch;
   const int32_t count = NUXMivareGetExtendKeyCount();
   for (int32_t i = 0; i < count; ++i) {
     const char* key = NUXMivareGetExtendKey(i);
@@ -28,7 +32,7 @@ void CopyExtendData(IExtendData& destination, IExtendData& source) {
     const uint32_t size = source.GetExtendDataLength(key);
     // Lengths are signed on the way out: nothing larger can be read.
     if (size == 0 || size > INT32_MAX) continue;
-    if (scratch.size() < size) scratch.resize(size);
+    if (scratch.size() < size) scratch.resize(std::max<size_t>(size, kScratch));
     auto length = static_cast<int32_t>(scratch.size());
     if (source.GetExtendData(key, scratch.data(), &length)) {
       // A store may say more than it has found room for.
@@ -42,19 +46,34 @@ void CopyExtendData(IExtendData& destination, IExtendData& source) {
 
 void CopyExtraProperty(IMediaDesc* destination, IMediaDesc* source) {
   if (destination == nullptr || source == nullptr) return;
-  destination->SetInterlace(source->GetInterlace());
-  destination->SetRotation(source->GetRotation());
-  destination->SetFilpType(source->GetFilpType());
-  // The preset writes matrix, transfer and primaries, so it comes before them.
-  destination->SetColorSpace(source->GetColorSpace());
-  destination->SetVideoSignalRange(source->GetVideoSignalRange());
-  destination->SetVideoMatrix(source->GetVideoMatrix());
-  destination->SetTransferCharacter(source->GetTransferCharacter());
-  destination->SetColorPrimary(source->GetColorPrimary());
-  destination->SetDisplayAspectRatio(source->GetDisplayAspectRatio());
+  desc::VideoDescBase* to = OwnVideoDesc(*destination);
+  const desc::VideoDescBase* from = to != nullptr ? OwnVideoDesc(*source) : nullptr;
+  if (from == nullptr || from == to) {
+    CopyExtraPropertyOfAny(*destination, *source);
+  } else {
+    CopyExtraProperty(*to, *from);
+  }
+}
 
-  IExtendData* from = ExtendDataOf(*source);
-  IExtendData* to = ExtendDataOf(*destination);
+void CopyExtraProperty(desc::VideoDescBase& destination, const desc::VideoDescBase& source) {
+  destination.TakeProperties(source);
+  destination.ExtendData().TakeWellKnown(source.ExtendData());
+}
+
+void CopyExtraPropertyOfAny(IMediaDesc& destination, IMediaDesc& source) {
+  destination.SetInterlace(source.GetInterlace());
+  destination.SetRotation(source.GetRotation());
+  destination.SetFilpType(source.GetFilpType());
+  // The preset writes matrix, transfer and primaries, so it comes before them.
+  destination.SetColorSpace(source.GetColorSpace());
+  destination.SetVideoSignalRange(source.GetVideoSignalRange());
+  destination.SetVideoMatrix(source.GetVideoMatrix());
+  destination.SetTransferCharacter(source.GetTransferCharacter());
+  destination.SetColorPrimary(source.GetColorPrimary());
+  destination.SetDisplayAspectRatio(source.GetDisplayAspectRatio());
+
+  IExtendData* from = ExtendDataOf(source);
+  IExtendData* to = ExtendDataOf(destination);
   if (from == nullptr || to == nullptr) {
     MIVARE_LOG(kLogTrace, "%s[%d]", unit::kDesc, 348);
     return;

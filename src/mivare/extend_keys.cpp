@@ -7,11 +7,13 @@
 #include "mivare/media_desc.h"
 #include "mivare/user_data.h"
 #include "orlo/val_any.h"
+#include "own_desc.h"
 #include "user_data_map.h"
 
 namespace mivare {
 
 bool HasHint(const IMediaDesc& desc, const char* key) noexcept try {
+  if (const DescBase* own = OwnDesc(desc)) return own->UserData().Contains(key);
   IUserDataInquire* user_data = desc.GetUserDataInquire();
   if (user_data == nullptr) return false;
   if (UserDataMap* map = OwnUserDataMap(user_data)) return map->Contains(key);
@@ -28,9 +30,7 @@ void RemoveReservedUserDataKeys(IUserDataConfig* config) {
 
 }  // namespace mivare
 
-int32_t NUXMivareGetExtendKeyCount() {
-  return static_cast<int32_t>(mivare::kExtendKeyCount);
-}
+int32_t NUXMivareGetExtendKeyCount() { return static_cast<int32_t>(mivare::kExtendKeyCount); }
 
 // Indices count from the first extend data key, and below 0 lie the hints of the same table. The
 // one bound is that of the table: what is before its start wraps to a position behind its end.

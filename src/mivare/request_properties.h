@@ -10,4 +10,8 @@ class IMediaDesc;
 /// short: a request gets a frame with all of its notes, or none.
 void CarryRequest(IMediaDesc* request, IMediaDesc* frame);
 
+/// The same through the interface alone, as descriptions of hosts' making need it; between two of
+/// the library's own, CarryRequest goes by their fields and never copies the hints at all.
+void CarryRequestOfAny(IMediaDesc& request, IMediaDesc& frame);
+
 }  // namespace mivare

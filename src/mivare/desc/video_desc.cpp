@@ -46,10 +46,20 @@ void VideoDescBase::SetWidthHeight(int32_t width, int32_t height) {
   width_ = static_cast<uint32_t>(width);
   height_ = static_cast<uint32_t>(height);
   display_aspect_ratio_ = {width, height};
+  reduced_from_ = kNoRatio;
 }
 
-void VideoDescBase::SetDisplayAspectRatio(orlo::Rational ratio) {
+void VideoDescBase::SetDisplayAspectRatio(orlo::Rational ratio) { TakeRatio(ratio); }
+
+// Reducing takes longer than the other properties together, and a frame of a pool is given the same
+// ratio again and again. One with a zero is logged each time.
+void VideoDescBase::TakeRatio(const orlo::Rational& ratio) {
+  if (ratio != reduced_from_ || ratio.den == 0) ReduceRatio(ratio);
+}
+
+void VideoDescBase::ReduceRatio(orlo::Rational ratio) {
   display_aspect_ratio_ = orlo::Normalize(ratio);
+  reduced_from_ = ratio.num != 0 && ratio.den != 0 ? ratio : kNoRatio;
 }
 
 int32_t VideoDescBase::SetPitches(const int32_t* pitches) {
@@ -82,6 +92,20 @@ bool VideoDescBase::SetColorSpace(uint32_t value) {
   matrix_ = colors.matrix;
   primaries_ = colors.primaries;
   return true;
+}
+
+// The preset goes first by the interface, and matrix, transfer and primaries come after it: the
+// fields as they are.
+void VideoDescBase::TakeProperties(const VideoDescBase& other) {
+  interlace_ = other.interlace_;
+  rotation_ = other.rotation_;
+  filp_type_ = other.filp_type_;
+  color_space_ = other.color_space_;
+  signal_range_ = other.signal_range_;
+  matrix_ = other.matrix_;
+  transfer_ = other.transfer_;
+  primaries_ = other.primaries_;
+  TakeRatio(other.display_aspect_ratio_);
 }
 
 bool VideoDescBase::ResetPitches() {

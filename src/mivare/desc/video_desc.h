@@ -58,6 +58,9 @@ class VideoDescBase : public DescBase {
   /// Takes the size, and both subtitle pairs where `other` has them; no user data.
   bool CopyFrom(const IMediaDesc& other) override;
 
+  /// Takes over what NUXMivareCopyMediaExtraProperty does, without the extend data.
+  void TakeProperties(const VideoDescBase& other);
+
   // Slots behind the interface.
   /// 0, or -1 when pitches of planes 0 to 3 do not fit the padded rows (logged) or are null.
   virtual int32_t ValidatePitches(const int32_t* pitches) const = 0;
@@ -77,6 +80,10 @@ class VideoDescBase : public DescBase {
   void ResetPitchesOf(const Format& format);
 
  private:
+  static constexpr orlo::Rational kNoRatio{};
+
+  void TakeRatio(const orlo::Rational& ratio);
+  void ReduceRatio(orlo::Rational ratio);
   void StoreFirstPitches(const Pitches& pitches);
 
   Subtitle subtitle_;
@@ -91,6 +98,7 @@ class VideoDescBase : public DescBase {
   [[maybe_unused]] std::array<uint8_t, 64> carried_bytes_{};  // go along with copies, unread
   [[maybe_unused]] orlo::Rational sample_aspect_ratio_{1, 1};
   orlo::Rational display_aspect_ratio_;
+  orlo::Rational reduced_from_ = kNoRatio;  // what the ratio was before, when it was reduced
   uint32_t interlace_ = 0;
   uint32_t signal_range_ = 1;
   uint32_t transfer_ = 1;
