@@ -13,7 +13,7 @@
 namespace mivare {
 
 bool HasHint(const IMediaDesc& desc, const char* key) noexcept try {
-  if (const DescBase* own = OwnDesc(desc)) return own->UserData().Contains(key);
+  if (const DescBase* own = OwnDesc(desc)) return own->UserData().HasHint(key);
   IUserDataInquire* user_data = desc.GetUserDataInquire();
   if (user_data == nullptr) return false;
   if (UserDataMap* map = OwnUserDataMap(user_data)) return map->Contains(key);

@@ -45,8 +45,9 @@ inline bool IsReservedUserDataKey(std::string_view key) {
   return std::find(kHints.begin(), kHints.end(), key) != kHints.end();
 }
 
-/// Whether the user data of `desc` hold `key`, whatever the value. Allocates nothing where the data
-/// are the library's own; data of a host's making that fail to answer count as holding it.
+/// Whether the user data of `desc` hold `key`, one of the six, whatever the value. Allocates
+/// nothing where the data are the library's own; data of a host's making that fail to answer count
+/// as holding it.
 bool HasHint(const IMediaDesc& desc, const char* key) noexcept;
 
 /// Removes the six hints, in table order. Null does nothing.

@@ -125,6 +125,7 @@ int32_t UserDataMap::Set(const char* key, const orlo::ValAny& value) {
     entry = entries_.insert(entry, made.get());
     static_cast<void>(made.release());
     count_.Set(entries_.size());
+    if (IsReservedUserDataKey(name)) may_have_hints_.store(true, std::memory_order_release);
   }
   std::swap((*entry)->value, stored);
   iteration_enabled_ = true;
@@ -140,6 +141,7 @@ int32_t UserDataMap::Remove(const char* key) {
   Retire(*entry, leaving);
   entries_.erase(entry);
   count_.Set(entries_.size());
+  if (entries_.empty()) may_have_hints_.store(false, std::memory_order_release);
   return 0;
 }
 
@@ -151,6 +153,7 @@ int32_t UserDataMap::Clear() {
   entries_.clear();
   if (entries_.capacity() > kSpareRoom) entries_.swap(leaving.room);
   count_.Set(0);
+  may_have_hints_.store(false, std::memory_order_release);
   return 0;
 }
 
@@ -198,6 +201,9 @@ void UserDataMap::Merge(UserDataMap& source, Hints hints) {
   entries_.swap(merged);
   merged.clear();
   count_.Set(entries_.size());
+  if (hints == Hints::kCopied && source.may_have_hints_.load(std::memory_order_relaxed)) {
+    may_have_hints_.store(true, std::memory_order_release);
+  }
 }
 
 std::shared_ptr<UserDataMap> UserDataMap::CloneMap() {

@@ -1,6 +1,7 @@
 // UserDataMap: the typed notes on a description, both faces in one object.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -56,6 +57,11 @@ class UserDataMap final : public IUserDataInquire, public IUserDataConfig {
   /// Whether there is an entry under `key`. Copies no value and allocates nothing.
   bool Contains(const char* key) EXCLUDES(mutex_);
 
+  /// The same for one of the six hints, which hardly any map holds: others say so without a lock.
+  bool HasHint(const char* hint) EXCLUDES(mutex_) {
+    return may_have_hints_.load(std::memory_order_acquire) && Contains(hint);
+  }
+
   /// Clear, then CopyFrom without the hints. Empty when it throws.
   void ReplaceWith(UserDataMap& source);
 
@@ -86,6 +92,8 @@ class UserDataMap final : public IUserDataInquire, public IUserDataConfig {
 
   Mutex mutex_ ACQUIRED_BEFORE(lock_order::objects);
   EntryCount count_;
+  // Written under the lock when a hint comes, and when nothing is left.
+  std::atomic<bool> may_have_hints_{false};
   Entries entries_ GUARDED_BY(mutex_);
   UserDataChain spares_ GUARDED_BY(mutex_);
   bool iteration_enabled_ GUARDED_BY(mutex_) = false;  // true for good after the first Set

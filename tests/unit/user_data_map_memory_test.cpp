@@ -52,6 +52,37 @@ TEST(UserDataMapMemory, AnEmptyMapTakesNoLock) {
   EXPECT_TRUE(map.Contains("a"));
 }
 
+TEST(UserDataMapMemory, AMapWithoutHintsIsAskedForOneWithoutItsLock) {
+  UserDataMap map;
+  map.Set("a", ValAny(1));
+  const auto asked_without_lock = [&map] {
+    map.Lock();
+    const bool found = map.HasHint("Blank");  // would never return if it took the mutex
+    map.Unlock();
+    return found;
+  };
+  EXPECT_FALSE(asked_without_lock());
+  map.Set("Blank", ValAny(1));
+  EXPECT_TRUE(map.HasHint("Blank"));
+  EXPECT_FALSE(map.HasHint("AllocHostMem"));
+  EXPECT_FALSE(map.HasHint(nullptr));
+  EXPECT_TRUE(map.CloneMap()->HasHint("Blank"));
+  UserDataMap copy;
+  copy.CopyFrom(&map);
+  EXPECT_TRUE(copy.HasHint("Blank"));
+  copy.ReplaceWith(map);
+  EXPECT_FALSE(copy.HasHint("Blank"));
+
+  map.Remove("Blank");
+  EXPECT_FALSE(map.HasHint("Blank"));
+  map.Remove("a");
+  EXPECT_FALSE(asked_without_lock());
+  map.Set("Blank", ValAny(1));
+  EXPECT_TRUE(map.HasHint("Blank"));
+  map.Clear();
+  EXPECT_FALSE(asked_without_lock());
+}
+
 TEST(UserDataMapMemory, ClearingAndCopyingAgainAsksForNone) {
   UserDataMap source;
   Fill(source, 8);
