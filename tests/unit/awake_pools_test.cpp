@@ -26,7 +26,7 @@ class AwakePoolsTest : public testing::Test {
   uint64_t Now() { return static_cast<uint64_t>(clock_.WallMs()) * 1000; }
 
   FakeClock clock_;
-  const FakeGpu gpu_;
+  const FakeGpu gpu_{};
   const std::shared_ptr<AwakePools> all_ = std::make_shared<AwakePools>();
 };
 
