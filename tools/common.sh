@@ -2,7 +2,8 @@
 source cmake/install_packages.sh
 
 native_packages=(cmake ninja-build g++ googletest libspdlog-dev libfmt-dev libutfcpp-dev libmd-dev
-                 libavformat-dev libavcodec-dev libavutil-dev libbson-dev pkg-config abigail-tools)
+                 libavformat-dev libavcodec-dev libavutil-dev libbson-dev pkg-config abigail-tools
+                 python3 valgrind)
 
 logs=$PWD/build/logs
 mkdir -p "$logs"

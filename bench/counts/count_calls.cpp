@@ -1,0 +1,37 @@
+// Prints, a line for each case, its name and the heap allocations and locks of one operation.
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <string>
+
+#include "counts/calls.h"
+#include "counts/cases.h"
+#include "orlo/log.h"
+
+namespace {
+
+using mivare::bench::Calls;
+using mivare::bench::CallsOfThisThread;
+
+double PerStep(uint64_t count) { return static_cast<double>(count) / mivare::bench::kSteps; }
+
+}  // namespace
+
+int main() {
+  constexpr int kRounds = 7;
+  orlo::SetDefaultLogLevel(INT32_MAX);
+  std::map<std::string, Calls> least;
+  mivare::bench::RunCases(kRounds, [&least](const std::string& name, const auto& steps) {
+    const Calls before = CallsOfThisThread();
+    steps();
+    const Calls after = CallsOfThisThread();
+    const uint64_t allocations = after.allocations - before.allocations;
+    const uint64_t locks = after.locks - before.locks;
+    Calls& best = least.try_emplace(name, Calls{allocations, locks}).first->second;
+    best = {std::min(best.allocations, allocations), std::min(best.locks, locks)};
+  });
+  for (const auto& [name, calls] : least) {
+    std::printf("%s %g %g\n", name.c_str(), PerStep(calls.allocations), PerStep(calls.locks));
+  }
+}
