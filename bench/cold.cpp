@@ -5,18 +5,16 @@
 #include <benchmark/benchmark.h>
 #include <sys/mman.h>
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <utility>
 
 #include "support/library.h"
+#include "support/timer.h"
 
 namespace mivare::bench {
 namespace {
 
-using Timer = std::chrono::steady_clock;
 constexpr int32_t kPage = 4096;
 
 void Touch(uint8_t* block, int32_t bytes) {
@@ -24,24 +22,19 @@ void Touch(uint8_t* block, int32_t bytes) {
   benchmark::ClobberMemory();
 }
 
-double Since(Timer::time_point start) {
-  return std::chrono::duration<double>(Timer::now() - start).count();
-}
-
 void Cold(benchmark::State& state) {
   const MediaDescPtr desc = Picture(kPlanar420, k4K);
   const int32_t bytes = MediaDescPtr(desc->Clone())->GetFrameSize();
   for (auto _ : state) {
     std::optional<Library> library(std::in_place);
-    auto start = Timer::now();
+    const Timer request;
     std::shared_ptr<IMediaBuffer> frame = library->Request(*desc);
     Touch(LockedBuffer(*frame, true).plane(0), bytes);
-    double seconds = Since(start);
+    const double first = request.Seconds();
     library.reset();
-    start = Timer::now();
+    const Timer release;
     frame.reset();
-    seconds += Since(start);
-    state.SetIterationTime(seconds);
+    state.SetIterationTime(first + release.Seconds());
   }
 }
 BENCHMARK(Cold)->Name("cold/mivare")->UseManualTime();
@@ -49,7 +42,7 @@ BENCHMARK(Cold)->Name("cold/mivare")->UseManualTime();
 void ColdMapping(benchmark::State& state) {
   const int32_t bytes = Picture(kPlanar420, k4K)->GetFrameSize();
   for (auto _ : state) {
-    const auto start = Timer::now();
+    const Timer timer;
     void* block = mmap(nullptr, static_cast<size_t>(bytes), PROT_READ | PROT_WRITE,
                        MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (block == MAP_FAILED) {
@@ -58,7 +51,7 @@ void ColdMapping(benchmark::State& state) {
     }
     Touch(static_cast<uint8_t*>(block), bytes);
     munmap(block, static_cast<size_t>(bytes));
-    state.SetIterationTime(Since(start));
+    state.SetIterationTime(timer.Seconds());
   }
 }
 BENCHMARK(ColdMapping)->Name("cold/mmap")->UseManualTime();

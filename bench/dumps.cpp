@@ -4,12 +4,13 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "support/library.h"
+#include "support/plane.h"
 #include "support/scratch_file.h"
 
 namespace mivare::bench {
@@ -18,27 +19,18 @@ namespace {
 constexpr uintmax_t kBmpBytes = uintmax_t{kHd.width} * kHd.height * 4;  // and headers
 constexpr uintmax_t kRawBytes = uintmax_t{k4K.width} * k4K.height * 3 / 2;
 
-// A frame with every page there.
-std::shared_ptr<IMediaBuffer> Frame(const Library& library, int32_t smt, Size size) {
-  std::shared_ptr<IMediaBuffer> frame = library.Request(*Picture(smt, size));
-  library.allocator().FillBlank(frame.get());
-  return frame;
-}
-
 void DumpBmp(benchmark::State& state) {
-  const Library library;
   const ScratchFile file(".bmp");
-  const auto frame = Frame(library, kBgra, kHd);
+  const auto frame = Library().Request(*Picture(kBgra, kHd));
+  std::memset(LockedBuffer(*frame, true).plane(0), 1, kBmpBytes);  // every page is there
   for (auto _ : state) NUXMivareDumpBMP(file.path().c_str(), frame);
   if (std::filesystem::file_size(file.path()) < kBmpBytes) state.SkipWithError("no picture");
 }
 BENCHMARK(DumpBmp)->Name("bmp/mivare");
 
 void DumpRaw(benchmark::State& state) {
-  const Library library;
   const ScratchFile file(".yv12");
-  const auto frame = Frame(library, kPlanar420, k4K);
-  for (auto _ : state) NUXMivareDumpMediaBuffer(file.prefix().c_str(), frame);
+  for (auto _ : state) NUXMivareDumpMediaBuffer(file.prefix().c_str(), Noise(k4K, 1));
   if (std::filesystem::file_size(file.path()) != kRawBytes) state.SkipWithError("no samples");
 }
 BENCHMARK(DumpRaw)->Name("raw/mivare");

@@ -1,10 +1,13 @@
 #!/usr/bin/env python3
-"""table.py RESULTS.json          the table of works, peers and ratios
+"""table.py RESULTS.json COUNTS.txt
+                               the table of works, peers and ratios
 table.py --scaling RESULTS.json PICTURE.svg
                                the wall time of a request for 1 to N threads, as figures and drawn
 
 RESULTS.json is what mivare_bench prints with --benchmark_format=json and repetitions. Every figure
-is a median of the repetitions. Nothing here passes or fails.
+is a median of the repetitions: wall time where threads meet (benches that say so by UseRealTime),
+else the processor time of the thread that does the work, which other processes do not disturb.
+COUNTS.txt is what counts.py prints. Nothing here passes or fails.
 """
 import json
 import re
@@ -67,7 +70,9 @@ def read(path):
 
 def median(results, name):
     """In nanoseconds."""
-    return statistics.median(run["real_time"] for run in results[name])
+    return statistics.median(
+        run["real_time" if re.search("/(real|manual)_time", run["run_name"]) else "cpu_time"]
+        for run in results[name])
 
 
 def text(nanoseconds):
@@ -87,7 +92,13 @@ def print_columns(lines, right):
         print("| " + " | ".join(cells) + " |")
 
 
-def print_table(results):
+def read_allocations(path):
+    with open(path, encoding="utf-8") as file:
+        rows = [line.split() for line in file]
+    return {row[0]: float(row[1]) for row in rows[1:]}
+
+
+def print_table(results, allocations):
     lines = [("work", "this library", "peer", "peer's time", "ratio", "aim", "")]
     missed = 0
     for work, ours, theirs, peer, aim in ROWS:
@@ -99,7 +110,10 @@ def print_table(results):
                       "missed" if late else ""))
     idle = statistics.median(run["percent_of_core"] for run in results["idle/mivare"])
     start = median(results, "init_uninit/mivare")
+    requests = (("", "request"), (", 2 numbers and 256 bytes on it", "request_numbers"))
     for work, figure, aim, late in (
+            *((f"heap allocations per warm request{what}", f"{allocations[name]:g}", "0",
+               allocations[name] > 0) for what, name in requests),
             ("idle worker, 1,000 pools alive", f"{idle:.3f} %", "< 0.1 %", idle >= 0.1),
             ("Init + Uninit", text(start), "< 1 ms", start >= 1e6)):
         missed += late
@@ -129,7 +143,7 @@ def print_scaling(results, picture):
     print_columns([("threads", *(label for label, _ in curves))] +
                   [(str(n), *(text(points[n]) for _, points in curves)) for n in counts],
                   right=set(range(5)))
-    script = [f"set terminal svg size 860,520 font 'sans-serif,13' background 'white'",
+    script = ["set terminal svg size 860,520 font 'sans-serif,13' background 'white'",
               f"set output '{picture}'", "set xlabel 'threads'", "set grid",
               "set ylabel 'million requests a second, all threads together'",
               "set yrange [0:]", "set key outside bottom horizontal maxcols 2",
@@ -150,8 +164,8 @@ def main():
     arguments = sys.argv[1:]
     if len(arguments) == 3 and arguments[0] == "--scaling":
         print_scaling(read(arguments[1]), arguments[2])
-    elif len(arguments) == 1:
-        print_table(read(arguments[0]))
+    elif len(arguments) == 2:
+        print_table(read(arguments[0]), read_allocations(arguments[1]))
     else:
         sys.exit(__doc__.strip())
 

@@ -4,7 +4,9 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <map>
 #include <memory>
+#include <tuple>
 
 #include "support/library.h"
 
@@ -17,6 +19,7 @@ struct PlaneView {
   int32_t rows;
 
   uint8_t* row(int32_t y) const { return data + int64_t{y} * pitch; }
+  uint8_t& last() const { return row(rows - 1)[width - 1]; }
 };
 
 /// The three planes, while the frame lives: the memory stays where it is.
@@ -38,12 +41,15 @@ class PlaneViews {
   std::array<PlaneView, 3> views_{};
 };
 
-/// A frame of noise; another seed gives other noise.
-inline std::shared_ptr<IMediaBuffer> Filled(const Library& library, Size size, uint32_t seed) {
-  const MediaDescPtr desc = Picture(kPlanar420, size);
-  std::shared_ptr<IMediaBuffer> frame = library.Request(*desc);
+/// A frame of noise, the same one whenever it is asked for: it outlives the library that it is
+/// from. `which` tells frames of a size apart; another one has other noise.
+inline const std::shared_ptr<IMediaBuffer>& Noise(Size size, uint32_t which) {
+  static std::map<std::tuple<int32_t, int32_t, uint32_t>, std::shared_ptr<IMediaBuffer>> made;
+  std::shared_ptr<IMediaBuffer>& frame = made[{size.width, size.height, which}];
+  if (frame != nullptr) return frame;
+  frame = Library().Request(*Picture(kPlanar420, size));
   const PlaneViews planes(*frame);
-  uint32_t state = seed;
+  uint32_t state = which;
   for (size_t i = 0; i < planes.size(); ++i) {
     for (int32_t y = 0; y < planes[i].rows; ++y) {
       uint8_t* row = planes[i].row(y);

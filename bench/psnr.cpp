@@ -1,0 +1,34 @@
+// Does the comparison of two planes run as fast as the best loops that there are for it?
+#include <benchmark/benchmark.h>
+#include <libyuv.h>
+
+#include "support/library.h"
+#include "support/plane.h"
+
+namespace mivare::bench {
+namespace {
+
+constexpr uint32_t kOne = 1;
+constexpr uint32_t kOther = 3;  // copies.cpp overwrites the one between
+
+void Psnr(benchmark::State& state) {
+  const auto& one = Noise(k4K, kOne);
+  const auto& other = Noise(k4K, kOther);
+  for (auto _ : state) benchmark::DoNotOptimize(NUXMivareImagePSNR(one, other, 0));
+  state.counters["decibels"] = NUXMivareImagePSNR(one, other, 0);
+}
+BENCHMARK(Psnr)->Name("psnr/mivare");
+
+void PsnrLibyuv(benchmark::State& state) {
+  const PlaneView one = PlaneViews(*Noise(k4K, kOne))[0];
+  const PlaneView other = PlaneViews(*Noise(k4K, kOther))[0];
+  const auto ratio = [&] {
+    return libyuv::CalcFramePsnr(one.data, one.pitch, other.data, other.pitch, one.width, one.rows);
+  };
+  for (auto _ : state) benchmark::DoNotOptimize(ratio());
+  state.counters["decibels"] = ratio();
+}
+BENCHMARK(PsnrLibyuv)->Name("psnr/libyuv");
+
+}  // namespace
+}  // namespace mivare::bench
