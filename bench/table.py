@@ -1,19 +1,13 @@
 #!/usr/bin/env python3
 """table.py RESULTS.json COUNTS.txt
-                               the table of works, peers and ratios
-table.py --scaling RESULTS.json PICTURE.svg
-                               the wall time of a request for 1 to N threads, as figures and drawn
 
-RESULTS.json is what mivare_bench prints with --benchmark_format=json and repetitions. Every figure
-is a median of the repetitions: wall time where threads meet (benches that say so by UseRealTime),
-else the processor time of the thread that does the work, which other processes do not disturb.
-COUNTS.txt is what counts.py prints. Nothing here passes or fails.
+Prints the table of works, peers and ratios. COUNTS.txt is what counts.py prints. Rows whose aim is
+missed are marked; nothing here passes or fails.
 """
-import json
-import re
 import statistics
-import subprocess
 import sys
+
+from results import median, print_columns, read, text
 
 # Work, this library's bench, the peer's, what the peer does, the most that the ratio should be.
 ROWS = [
@@ -53,45 +47,6 @@ ROWS = [
 ]
 
 
-def read(path):
-    """The repetitions of each bench, by its name without what the flags add to it."""
-    with open(path, encoding="utf-8") as file:
-        runs = json.load(file)["benchmarks"]
-    results = {}
-    for run in runs:
-        if run["run_type"] != "iteration":
-            continue
-        if run.get("error_occurred"):
-            sys.exit(f"{run['name']}: {run['error_message']}")
-        name = re.sub(r"/(iterations:\d+|repeats:\d+|real_time|manual_time)", "", run["run_name"])
-        results.setdefault(name, []).append(run)
-    return results
-
-
-def median(results, name):
-    """In nanoseconds."""
-    return statistics.median(
-        run["real_time" if re.search("/(real|manual)_time", run["run_name"]) else "cpu_time"]
-        for run in results[name])
-
-
-def text(nanoseconds):
-    for unit, size in (("ms", 1e6), ("µs", 1e3)):
-        if nanoseconds >= size:
-            return f"{nanoseconds / size:.3g} {unit}" if nanoseconds < 999.5 * size else \
-                f"{nanoseconds / size:.0f} {unit}"
-    return f"{nanoseconds:.0f} ns"
-
-
-def print_columns(lines, right):
-    widths = [max(len(line[i]) for line in lines) for i in range(len(lines[0]))]
-    lines.insert(1, tuple("-" * width for width in widths))
-    for line in lines:
-        cells = (cell.rjust(width) if i in right else cell.ljust(width)
-                 for i, (cell, width) in enumerate(zip(line, widths)))
-        print("| " + " | ".join(cells) + " |")
-
-
 def read_allocations(path):
     with open(path, encoding="utf-8") as file:
         rows = [line.split() for line in file]
@@ -123,51 +78,6 @@ def print_table(results, allocations):
     print(f"\nMedians of {repetitions} repetitions in random order; {missed} aims missed in this run.")
 
 
-def curve(results, family):
-    found = {}
-    for name in results:
-        if match := re.fullmatch(re.escape(family) + r"/threads:(\d+)", name):
-            found[int(match[1])] = median(results, name)
-    return found
-
-
-CURVES = [("this library, one key", "threads_one_key/mivare"),
-          ("libavutil, one pool", "threads_one_key/libavutil"),
-          ("this library, a key for each thread", "threads_many_keys/mivare"),
-          ("libavutil, a pool for each thread", "threads_many_keys/libavutil")]
-
-
-def print_scaling(results, picture):
-    curves = [(label, curve(results, family)) for label, family in CURVES]
-    counts = sorted(curves[0][1])
-    print_columns([("threads", *(label for label, _ in curves))] +
-                  [(str(n), *(text(points[n]) for _, points in curves)) for n in counts],
-                  right=set(range(5)))
-    script = ["set terminal svg size 860,520 font 'sans-serif,13' background 'white'",
-              f"set output '{picture}'", "set xlabel 'threads'", "set grid",
-              "set ylabel 'million requests a second, all threads together'",
-              "set yrange [0:]", "set key outside bottom horizontal maxcols 2",
-              f"set xrange [{counts[0] - 0.5}:{counts[-1] + 0.5}]",
-              f"set xtics ({', '.join(map(str, counts))})"]
-    styles = ["lc rgb '#0060c0'", "lc rgb '#d06000'", "lc rgb '#0060c0' dt 2",
-              "lc rgb '#d06000' dt 2"]
-    script.append("plot " + ", ".join(
-        f"'-' with linespoints lw 2 pt 7 {style} title '{label}'"
-        for (label, _), style in zip(curves, styles)))
-    for _, points in curves:
-        script += [f"{n} {1e3 / points[n]}" for n in counts] + ["e"]
-    subprocess.run(["gnuplot"], input="\n".join(script) + "\n", text=True, check=True)
-    print(f"\nWall time per request of all threads together. Drawn: {picture}")
-
-
-def main():
-    arguments = sys.argv[1:]
-    if len(arguments) == 3 and arguments[0] == "--scaling":
-        print_scaling(read(arguments[1]), arguments[2])
-    elif len(arguments) == 2:
-        print_table(read(arguments[0]), read_allocations(arguments[1]))
-    else:
-        sys.exit(__doc__.strip())
-
-
-main()
+if len(sys.argv) != 3:
+    sys.exit(__doc__.strip())
+print_table(read(sys.argv[1]), read_allocations(sys.argv[2]))

@@ -41,13 +41,14 @@ void RequestAv(benchmark::State& state, bool one_key) {
   for (auto _ : state) benchmark::DoNotOptimize(pool.Take());
 }
 
-// 1 to 16 threads, as far as there are cores; 4 at least, to see what waiting costs.
+// 1 to 16 threads, as far as there are cores; 4 at least, to see what waiting costs. The runs are
+// long beside the time that a thread may wait for its first turn.
 void Threads(benchmark::internal::Benchmark* bench) {
   const int cores = std::max(4, static_cast<int>(std::thread::hardware_concurrency()));
   for (const int threads : {1, 2, 3, 4, 6, 8, 10, 12, 14, kMostThreads}) {
     if (threads <= cores) bench->Threads(threads);
   }
-  bench->UseRealTime();
+  bench->UseRealTime()->MinTime(0.2)->Repetitions(11);
 }
 
 BENCHMARK_CAPTURE(Request, one, true)->Name("threads_one_key/mivare")->Apply(Threads);
