@@ -38,7 +38,7 @@ def count_instructions(folder):
             name = re.search(r"^desc: Trigger: Client Request: (\S+)$", text, re.M)
             if name is None:
                 continue
-            total = int(re.search(r"^(?:summary|totals): (\d+)", text, re.M)[1]) / steps
+            total = int(re.search(r"^(?:summary|totals): (\d+)", text, re.M)[1]) // steps
             least[name[1]] = min(total, least.get(name[1], total))
     return least
 
@@ -69,7 +69,7 @@ def main():
     for name, ceiling in ceilings.items():
         if name not in counts:
             continue
-        print(f"{name:20}" + "".join(f"{counts[name][column]:14g}" for column in COLUMNS))
+        print(f"{name:20}" + "".join(f"{round(counts[name][column], 1):14g}" for column in COLUMNS))
         for column in COLUMNS:
             if counts[name][column] > ceiling[column] * (1 + TOLERANCE[column]):
                 misses.append(f"{name}: {counts[name][column]:g} {column}, ceiling {ceiling[column]:g}")
