@@ -2,8 +2,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "counts/calls.h"
 #include "counts/cases.h"
@@ -21,14 +22,16 @@ double PerStep(uint64_t count) { return static_cast<double>(count) / mivare::ben
 int main() {
   constexpr int kRounds = 7;
   orlo::SetDefaultLogLevel(INT32_MAX);
-  std::map<std::string, Calls> least;
+  std::vector<std::pair<std::string, Calls>> least;
   mivare::bench::RunCases(kRounds, [&least](const std::string& name, const auto& steps) {
     const Calls before = CallsOfThisThread();
     steps();
     const Calls after = CallsOfThisThread();
     const uint64_t allocations = after.allocations - before.allocations;
     const uint64_t locks = after.locks - before.locks;
-    Calls& best = least.try_emplace(name, Calls{allocations, locks}).first->second;
+    if (least.empty() || least.back().first != name)
+      least.push_back({name, {UINT64_MAX, UINT64_MAX}});
+    Calls& best = least.back().second;
     best = {std::min(best.allocations, allocations), std::min(best.locks, locks)};
   });
   for (const auto& [name, calls] : least) {

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
-"""counts.py [--check] FOLDER
+"""counts.py [--check | --tighten] FOLDER
 
 Prints the heap allocations, locks and instructions of one operation of each warm path, as the
-programs in FOLDER count them. With --check it compares them with ceilings.txt beside this file; the
-exit status is 1 when one is above its ceiling or has none.
+programs in FOLDER count them. --check compares them with ceilings.txt beside this file; the exit
+status is 1 when one is above its ceiling or has none. --tighten lowers the ceilings to what is
+counted, and gives new cases theirs.
 """
 import pathlib
 import re
@@ -12,6 +13,7 @@ import sys
 import tempfile
 
 HERE = pathlib.Path(__file__).resolve().parent
+CEILINGS = HERE / "ceilings.txt"
 COLUMNS = ("allocations", "locks", "instructions")
 # Instructions differ a little with the compiler and the C library's choice of routines.
 TOLERANCE = {"allocations": 0.0, "locks": 0.0, "instructions": 0.05}
@@ -45,37 +47,55 @@ def count_instructions(folder):
 
 def read_ceilings():
     ceilings = {}
-    for line in (HERE / "ceilings.txt").read_text().splitlines():
+    for line in CEILINGS.read_text().splitlines():
         if line and not line.startswith("#"):
             name, *numbers = line.split()
             ceilings[name] = dict(zip(COLUMNS, map(float, numbers), strict=True))
     return ceilings
 
 
+def show(counts, title="operation"):
+    lines = [f"{title:20}" + "".join(f"{column:>14}" for column in COLUMNS)]
+    lines += [f"{name:20}" + "".join(f"{round(row[column], 3):14g}" for column in COLUMNS)
+              for name, row in counts.items()]
+    return "\n".join(lines)
+
+
+def find_misses(counts, ceilings):
+    misses = [f"{name}: counted, but without ceilings" for name in counts.keys() - ceilings.keys()]
+    misses += [f"{name}: has ceilings, but is not counted" for name in ceilings.keys() - counts.keys()]
+    for name in counts.keys() & ceilings.keys():
+        for column in COLUMNS:
+            count, ceiling = counts[name][column], ceilings[name][column]
+            if count > ceiling * (1 + TOLERANCE[column]):
+                misses.append(f"{name}: {count:g} {column}, ceiling {ceiling:g}")
+    return sorted(misses)
+
+
+def tighten(counts, ceilings):
+    comments = [line for line in CEILINGS.read_text().splitlines()
+                if line.startswith("#") and not line.startswith("# operation")]
+    lowest = {name: {column: min(row[column], ceilings.get(name, row)[column]) for column in COLUMNS}
+              for name, row in counts.items()}
+    CEILINGS.write_text("\n".join([*comments, show(lowest, "# operation")]) + "\n")
+
+
 def main():
-    check = sys.argv[1:2] == ["--check"]
-    folders = sys.argv[2:] if check else sys.argv[1:]
+    mode = sys.argv[1] if sys.argv[1:2] in (["--check"], ["--tighten"]) else ""
+    folders = sys.argv[2:] if mode else sys.argv[1:]
     if len(folders) != 1:
         sys.exit(__doc__.strip())
     folder = pathlib.Path(folders[0]).resolve()
     instructions = count_instructions(folder)
     counts = {name: dict(zip(COLUMNS, [*calls, instructions[name]]))
               for name, calls in count_calls(folder).items()}
-    ceilings = read_ceilings()
-    misses = [f"{name}: counted, but without ceilings" for name in counts.keys() - ceilings.keys()]
-    misses += [f"{name}: has ceilings, but is not counted" for name in ceilings.keys() - counts.keys()]
-
-    print(f"{'one operation':20}" + "".join(f"{column:>14}" for column in COLUMNS))
-    for name, ceiling in ceilings.items():
-        if name not in counts:
-            continue
-        print(f"{name:20}" + "".join(f"{round(counts[name][column], 1):14g}" for column in COLUMNS))
-        for column in COLUMNS:
-            if counts[name][column] > ceiling[column] * (1 + TOLERANCE[column]):
-                misses.append(f"{name}: {counts[name][column]:g} {column}, ceiling {ceiling[column]:g}")
-    if check:
+    print(show(counts))
+    if mode == "--check":
+        misses = find_misses(counts, read_ceilings())
         print("\n".join(misses))
         sys.exit(1 if misses else 0)
+    if mode == "--tighten":
+        tighten(counts, read_ceilings())
 
 
 main()
