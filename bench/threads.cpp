@@ -25,7 +25,7 @@ void Request(benchmark::State& state, bool one_key) {
   for (auto _ : state) benchmark::DoNotOptimize(library.Request(*desc));
 }
 
-// Made by the first thread before the others pass the start of their loops.
+// Made before the threads are started.
 std::array<std::unique_ptr<AvFramePool>, kMostThreads> av_pools;
 
 void MakeAvPools(const benchmark::State&) {
