@@ -5,10 +5,12 @@ import statistics
 import sys
 
 
-def read(path):
+def read(*paths):
     """The repetitions of each bench, by its name without what the flags add to it."""
-    with open(path, encoding="utf-8") as file:
-        runs = json.load(file)["benchmarks"]
+    runs = []
+    for path in paths:
+        with open(path, encoding="utf-8") as file:
+            runs += json.load(file)["benchmarks"]
     results = {}
     for run in runs:
         if run["run_type"] != "iteration":

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""table.py RESULTS.json COUNTS.txt
+"""table.py COUNTS.txt RESULTS.json...
 
 Prints the table of works, peers and ratios. COUNTS.txt is what counts.py prints. Rows whose aim is
 missed are marked; nothing here passes or fails.
@@ -74,10 +74,10 @@ def print_table(results, allocations):
         missed += late
         lines.append((work, figure, "", "", "", aim, "missed" if late else ""))
     print_columns(lines, right={1, 3, 4, 5})
-    repetitions = len(results["request/mivare"])
+    repetitions = len(results["request/gstreamer"])
     print(f"\nMedians of {repetitions} repetitions in random order; {missed} aims missed in this run.")
 
 
-if len(sys.argv) != 3:
+if len(sys.argv) < 3:
     sys.exit(__doc__.strip())
-print_table(read(sys.argv[1]), read_allocations(sys.argv[2]))
+print_table(read(*sys.argv[2:]), read_allocations(sys.argv[1]))
