@@ -7,7 +7,8 @@ namespace mivare {
 
 HybridBuffer* BlankPool::Lane::TakeFirst() {
   HybridBuffer* frame = frames.TakeFirst();
-  if (frame != nullptr) count.fetch_sub(1, std::memory_order_relaxed);
+  if (frame == nullptr) return nullptr;
+  count.store(count.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
   return frame;
 }
 

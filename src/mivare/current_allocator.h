@@ -67,7 +67,7 @@ class CurrentAllocator {
   std::shared_ptr<IAllocator> Remove();
 
  private:
-  static constexpr uint32_t kSlots = 16;
+  static constexpr int kSlotBits = 4;
 
   std::shared_ptr<IAllocator> Exchange(Held* next) EXCLUDES(mutex_);
 
@@ -77,7 +77,7 @@ class CurrentAllocator {
     std::atomic<uint64_t> word{0};
   };
 
-  std::array<Slot, kSlots> slots_;
+  std::array<Slot, 1U << kSlotBits> slots_;
   Mutex mutex_ ACQUIRED_AFTER(lock_order::allocators);  // one Exchange at a time
   Held* held_ GUARDED_BY(mutex_) = nullptr;
 };

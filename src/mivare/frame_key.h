@@ -18,16 +18,24 @@ class FrameKey {
   /// the request's user data are the library's own and the hint is a number.
   FrameKey(const IMediaDesc& desc, bool blank);
 
-  bool operator==(const FrameKey&) const = default;
+  bool operator==(const FrameKey& other) const {
+    uint64_t difference = 0;
+    for (size_t i = 0; i < words_.size(); ++i) difference |= words_[i] ^ other.words_[i];
+    return difference == 0;
+  }
   size_t Hash() const;
 
   /// The text that gives pools their order. Throws std::bad_alloc.
   std::string Text() const;
 
  private:
-  enum Field { kDevice, kFormat, kPlatform, kTexType, kHost, kCompatible, kWidth, kHeight, kBlank };
+  /// Two 32-bit fields each, so that comparing and hashing take few steps.
+  enum Word { kSize, kKind, kPlatform, kHints };
 
-  std::array<int32_t, 9> fields_{};
+  int32_t High(Word word) const { return static_cast<int32_t>(words_[word] >> 32U); }
+  int32_t Low(Word word) const { return static_cast<int32_t>(words_[word]); }
+
+  std::array<uint64_t, 4> words_{};
 };
 
 }  // namespace mivare

@@ -6,16 +6,39 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <string_view>
+#include <thread>
 #include <tuple>
 #include <utility>
 
 namespace trovel {
 namespace {
+
+/// A mutex for a few instructions at a time, of which the standard one would take as many again.
+/// Whoever waits spins for a moment, then lets others run.
+class BriefMutex {
+ public:
+  void lock() noexcept {
+    for (int tries = 0; taken_.exchange(true, std::memory_order_acquire); ++tries) {
+      while (taken_.load(std::memory_order_relaxed)) Pause(tries++);
+    }
+  }
+  void unlock() noexcept { taken_.store(false, std::memory_order_release); }
+
+ private:
+  static void Pause(int tries) {
+    if (tries < 64) return;
+    if (tries < 128) return std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::microseconds(100));  // the holder may need our core
+  }
+
+  std::atomic<bool> taken_{false};
+};
 
 struct Node {
   Node* next = nullptr;
@@ -40,7 +63,7 @@ class alignas(64) Shard {
  public:
   /// Throws std::bad_alloc, with nothing changed.
   void Add(std::string_view name, void* object, uint64_t hash) {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard<BriefMutex> lock(mutex_);
     if (Node** link = Find(name, object, hash)) {
       ++(*link)->count;
       return;
@@ -58,7 +81,7 @@ class alignas(64) Shard {
   }
 
   bool Remove(std::string_view name, void* object, uint64_t hash) {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard<BriefMutex> lock(mutex_);
     Node** link = Find(name, object, hash);
     if (link == nullptr) return false;
     Node* node = *link;
@@ -72,7 +95,7 @@ class alignas(64) Shard {
   /// Calls `visit` for every pair, under the lock.
   template <class Visit>
   void ForEach(Visit visit) {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard<BriefMutex> lock(mutex_);
     for (size_t i = 0; i < bucket_count_; ++i) {
       for (const Node* node = buckets_[i]; node != nullptr; node = node->next) visit(*node);
     }
@@ -111,7 +134,7 @@ class alignas(64) Shard {
     bucket_count_ = count;
   }
 
-  std::mutex mutex_;  // guards everything below
+  BriefMutex mutex_;  // guards everything below
   Node** buckets_ = nullptr;
   size_t bucket_count_ = 0;  // a power of two
   size_t node_count_ = 0;    // in the buckets
@@ -122,15 +145,12 @@ class alignas(64) Shard {
 constexpr int kShardBits = 6;
 using Shards = std::array<Shard, 1U << kShardBits>;
 
-// In place and never destroyed: objects outlive the static destructors of this library.
-Shards& AllShards() {
-  alignas(Shards) static unsigned char storage[sizeof(Shards)];
-  static Shards& shards = *new (storage) Shards;
-  return shards;
-}
+// There before any code runs and never destroyed: objects outlive the static destructors of this
+// library.
+constinit Shards all_shards;
 
 // By the topmost bits, since the buckets go by the lowest.
-Shard& ShardOf(uint64_t hash) { return AllShards()[hash >> (64 - kShardBits)]; }
+Shard& ShardOf(uint64_t hash) { return all_shards[hash >> (64 - kShardBits)]; }
 
 }  // namespace
 
@@ -151,7 +171,7 @@ int32_t RemoveResource(const char* name, void* object) {
 
 std::vector<Resource> Snapshot() {
   std::vector<Resource> resources;
-  for (Shard& shard : AllShards()) {
+  for (Shard& shard : all_shards) {
     shard.ForEach([&](const Node& node) {
       resources.push_back({node.name, node.object, node.count});
     });
@@ -165,7 +185,7 @@ std::vector<Resource> Snapshot() {
 
 size_t CountResources(const char* name) {
   size_t count = 0;
-  for (Shard& shard : AllShards()) {
+  for (Shard& shard : all_shards) {
     shard.ForEach([&](const Node& node) {
       if (name == nullptr || node.name == name) count += node.count;
     });
