@@ -96,8 +96,10 @@ void RecycleBuffer(BufferBase* buffer) noexcept {
 std::shared_ptr<IMediaBuffer> WrapBuffer(PooledBuffer buffer, uint32_t media_type) {
   const char* kind = KindName(media_type);
   trovel::AddResource(kind, buffer.get());
-  // Without memory for its count the handle's constructor runs the releaser itself.
-  return std::shared_ptr<IMediaBuffer>(buffer.release(), Releaser{kind});
+  // Without memory for its count the handle's making runs the releaser.
+  BufferBase* registered = buffer.release();
+  if (registered == nullptr) return std::shared_ptr<BufferBase>(registered, Releaser{kind});
+  return registered->Cells().Wrap(registered, Releaser{kind});
 }
 
 }  // namespace mivare

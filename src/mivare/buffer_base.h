@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "handle_cell.h"
 #include "mivare/media_buffer.h"
 
 namespace mivare {
@@ -42,6 +43,7 @@ class BufferBase : public IMediaBuffer {
   /// Shares the description; empty before Init.
   const std::shared_ptr<IMediaDesc>& SharedDesc() const { return desc_; }
   const std::weak_ptr<Slot>& Owner() const { return owner_; }
+  HandleCells& Cells() { return cells_; }
 
  protected:
   void SetDesc(std::shared_ptr<IMediaDesc> desc);
@@ -52,6 +54,7 @@ class BufferBase : public IMediaBuffer {
  private:
   std::shared_ptr<IMediaDesc> desc_;
   std::weak_ptr<Slot> owner_;
+  HandleCells cells_;
   DescBase* library_desc_ = nullptr;  // desc_, cast once
 };
 

@@ -1,6 +1,8 @@
-// HandleCell: where the control block of a frame's handle lives, reused from handle to handle.
+// HandleCell: where the control block of a pooled buffer's handle lives, reused from handle to
+// handle.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <memory>
@@ -8,8 +10,8 @@
 
 namespace mivare {
 
-/// Room for one control block. A frame owns cells, but a host's weak reference may keep a control
-/// block longer than the frame lives, so a cell is memory of its own and the last to let go frees
+/// Room for one control block. A buffer owns cells, but a host's weak reference may keep a control
+/// block longer than the buffer lives, so a cell is memory of its own and the last to let go frees
 /// it.
 class HandleCell {
  public:
@@ -69,6 +71,33 @@ class HandleCell {
 
   alignas(std::max_align_t) std::byte room_[kSize];
   std::atomic<State> state_{kFree};
+};
+
+/// The cells of one buffer. Two: it may be out again before the handle whose release brought it
+/// back is all gone.
+class HandleCells {
+ public:
+  /// Wraps `object`, whose buffer owns these cells, in a handle with this deleter, which has the
+  /// object also when std::bad_alloc leaves. While hosts keep weak references to earlier handles in
+  /// all cells, the control block comes from the heap.
+  template <class T, class Deleter>
+  std::shared_ptr<T> Wrap(T* object, Deleter deleter) {
+    std::unique_ptr<T, Deleter> owned(object, deleter);
+    HandleCell* cell = FreeOne();
+    if (cell == nullptr) return std::shared_ptr<T>(owned.release(), deleter);
+    return std::shared_ptr<T>(owned.release(), deleter, HandleCell::Allocator<T>(*cell));
+  }
+
+ private:
+  HandleCell* FreeOne() {
+    for (HandleCell::Owner& cell : cells_) {
+      if (cell == nullptr) cell.reset(new HandleCell);
+      if (cell->IsFree()) return cell.get();
+    }
+    return nullptr;
+  }
+
+  std::array<HandleCell::Owner, 2> cells_;
 };
 
 }  // namespace mivare

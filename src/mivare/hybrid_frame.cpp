@@ -94,7 +94,7 @@ std::shared_ptr<IMediaBuffer> HybridBuffer::Create(std::shared_ptr<IMediaBuffer>
   }
   try {
     // A handle that cannot be made runs its deleter first.
-    if (pooled) return Handle(frame);
+    if (pooled) return frame->cells_.Wrap(frame, PoolingDeleter{});
     return std::shared_ptr<HybridBuffer>(frame, DestroyingDeleter{});
   } catch (const std::bad_alloc&) {
     LogErrorAt(unit::kHybridFrame);
@@ -109,27 +109,9 @@ std::shared_ptr<IMediaBuffer> HybridBuffer::Reissue(IMediaDesc* request, Pooled 
   }
   CarryRequest(request, frame->GetDesc(0));
   trovel::AddResource(kKind, frame.get());
-  return Handle(frame.release());
-}
-
-// Takes a frame that is registered already; the deleter has it, also when the handle cannot be
-// made.
-std::shared_ptr<IMediaBuffer> HybridBuffer::Handle(HybridBuffer* frame) {
-  std::unique_ptr<HybridBuffer, PoolingDeleter> owned(frame);
-  HandleCell* cell = frame->FreeCell();
-  if (cell == nullptr) return std::shared_ptr<HybridBuffer>(owned.release(), PoolingDeleter{});
-  return std::shared_ptr<HybridBuffer>(owned.release(), PoolingDeleter{},
-                                       HandleCell::Allocator<HybridBuffer>(*cell));
-}
-
-// Null while hosts keep weak references to earlier handles in all cells: the control block then
-// comes from the heap. Throws std::bad_alloc.
-HandleCell* HybridBuffer::FreeCell() {
-  for (HandleCell::Owner& cell : cells_) {
-    if (cell == nullptr) cell.reset(new HandleCell);
-    if (cell->IsFree()) return cell.get();
-  }
-  return nullptr;
+  // From here on the deleter owns the frame, also when the handle cannot be made.
+  HybridBuffer* registered = frame.release();
+  return registered->cells_.Wrap(registered, PoolingDeleter{});
 }
 
 bool HybridBuffer::Init(std::shared_ptr<IMediaBuffer> storage,

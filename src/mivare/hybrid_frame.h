@@ -1,7 +1,6 @@
 // HybridBuffer: the frame that hosts get for video and subtitles, in host or in device memory.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 
@@ -76,8 +75,6 @@ class HybridBuffer final : public IMediaBuffer, public BlockHolder {
 
   bool Init(std::shared_ptr<IMediaBuffer> storage, std::weak_ptr<IGpuAllocator> gpu_allocator,
             std::shared_ptr<BlankPool> blank_pool, std::shared_ptr<BlankPool> pool);
-  static std::shared_ptr<IMediaBuffer> Handle(HybridBuffer* frame);
-  HandleCell* FreeCell();
   static void Recycle(std::unique_ptr<HybridBuffer> frame);
   bool ClearUserData(bool look_for_blank);
   bool FillOnDevice();
@@ -88,8 +85,7 @@ class HybridBuffer final : public IMediaBuffer, public BlockHolder {
   std::shared_ptr<BlankPool> pool_;        // counting references; their owner closes them
   uint64_t created_at_ = 0;
   HybridBuffer* next_ = nullptr;
-  // Two: a frame may be out again before the handle whose release brought it back is all gone.
-  std::array<HandleCell::Owner, 2> cells_;
+  HandleCells cells_;
 };
 
 }  // namespace mivare
