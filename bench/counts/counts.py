@@ -15,8 +15,8 @@ import tempfile
 HERE = pathlib.Path(__file__).resolve().parent
 CEILINGS = HERE / "ceilings.txt"
 COLUMNS = ("allocations", "locks", "instructions")
-# Instructions differ a little with the compiler and the C library's choice of routines.
-TOLERANCE = {"allocations": 0.0, "locks": 0.0, "instructions": 0.05}
+# Instructions differ with the compiler, and with the routines that the C library picks by processor.
+TOLERANCE = {"allocations": 0.0, "locks": 0.0, "instructions": 0.15}
 
 
 def count_calls(folder):

@@ -7,6 +7,7 @@
 
 #include "mivare/user_data.h"
 #include "orlo/val_any.h"
+#include "support/generated.h"
 #include "support/request.h"
 
 namespace mivare::test {
@@ -65,6 +66,32 @@ TEST(FrameKeyTest, RefusesACompatibleValueThatIsNoInt32) {
   desc->GetUserDataConfig()->Set("PlatformCompatible", true);
   EXPECT_EQ(Key(*desc, false),
             "type[G] fmt[1] plat[0] TexType[0] host[0] compatible[1] 64x64  blank=0");
+}
+
+// Pools are found by the key and ordered by the text: the one must tell apart what the other does.
+TEST(FrameKeyTest, KeysAreEqualExactlyWhenTheirTextsAre) {
+  Generated generated(11);
+  const auto make = [&] {
+    const MediaDescPtr desc = VideoRequest(generated.Pick({1, 45}), generated.Pick({64, 65}),
+                                           generated.Pick({64, 65}), generated.Pick({0U, 1U, 2U}));
+    desc->SetPlatform(generated.Pick({0U, 1U, UINT32_MAX}));
+    desc->SetTexType(generated.Pick({0U, 1U}));
+    IUserDataConfig* hints = desc->GetUserDataConfig();
+    if (generated.Chance(2)) hints->Set("AllocHostMem", true);
+    if (generated.Chance(2)) hints->Set("PlatformCompatible", generated.Pick({0, 1, -1}));
+    return FrameKey(*desc, generated.Chance(2));
+  };
+  int equal = 0;
+  for (int i = 0; i < 5000; ++i) {
+    const FrameKey a = make();
+    const FrameKey b = make();
+    ASSERT_EQ(a == b, a.Text() == b.Text()) << a.Text() << " and " << b.Text();
+    if (a == b) {
+      ++equal;
+      ASSERT_EQ(a.Hash(), b.Hash());
+    }
+  }
+  EXPECT_GT(equal, 10);
 }
 
 }  // namespace
