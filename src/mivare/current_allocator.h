@@ -67,7 +67,7 @@ class CurrentAllocator {
   std::shared_ptr<IAllocator> Remove();
 
  private:
-  static constexpr int kSlotBits = 4;
+  static constexpr int kSlotBits = 6;
 
   std::shared_ptr<IAllocator> Exchange(Held* next) EXCLUDES(mutex_);
 
