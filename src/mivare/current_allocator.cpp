@@ -31,6 +31,7 @@ CurrentAllocator::Room::~Room() = default;
 CurrentAllocator::Loan::Loan(Slot& slot)
     : slot_(slot),
       held_(
+          // Half of a word that also counts: NOLINTNEXTLINE(performance-no-int-to-ptr)
           reinterpret_cast<Held*>(slot.word.fetch_add(1, std::memory_order_acquire) >> kCountBits)),
       allocator_(held_ != nullptr ? held_->allocator.get() : nullptr) {}
 

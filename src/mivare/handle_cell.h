@@ -41,7 +41,8 @@ class HandleCell {
     Allocator(const Allocator<U>& other) noexcept : cell_(other.cell_) {}
 
     T* allocate(size_t count) noexcept {
-      static_assert(sizeof(T) <= kSize && alignof(T) <= alignof(std::max_align_t));
+      static_assert(sizeof(T) <= kSize);
+      static_assert(alignof(T) <= alignof(std::max_align_t));
       static_cast<void>(count);  // shared_ptr asks for one
       cell_->state_.store(kTaken, std::memory_order_relaxed);
       return reinterpret_cast<T*>(cell_->room_);

@@ -76,6 +76,7 @@ TEST_F(AwakePoolsTest, APoolWhoseFramesAreOutSleepsFromTheNextPassOn) {
 TEST_F(AwakePoolsTest, SurplusAloneKeepsAPoolAwake) {
   const auto pool = std::make_shared<BlankPool>(all_);
   std::vector<std::shared_ptr<IMediaBuffer>> frames;
+  frames.reserve(33);
   for (int i = 0; i < 33; ++i) {
     frames.push_back(
         HybridBuffer::Create(DeviceFrame(gpu_, *VideoRequest(1, 64, 64)), {}, {}, pool));

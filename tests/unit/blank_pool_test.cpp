@@ -38,6 +38,8 @@ class BlankPoolTest : public testing::Test {
   std::vector<IMediaBuffer*> Fill(int count) {
     std::vector<std::shared_ptr<IMediaBuffer>> handles;
     std::vector<IMediaBuffer*> frames;
+    handles.reserve(static_cast<size_t>(count));
+    frames.reserve(static_cast<size_t>(count));
     for (int i = 0; i < count; ++i) handles.push_back(MakeFrame());
     for (auto& handle : handles) {
       frames.push_back(handle.get());

@@ -304,6 +304,7 @@ TEST_F(IdleFramesTest, StayYoungByBeingUsed) {
 
 TEST_F(IdleFramesTest, SurplusGoesAtTheNextPass) {
   std::vector<std::shared_ptr<IMediaBuffer>> frames;
+  frames.reserve(35);
   for (int i = 0; i < 35; ++i) frames.push_back(Alloc());
   frames.clear();
   EXPECT_EQ(gpu_.lives(), 35);
