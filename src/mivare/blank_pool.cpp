@@ -5,6 +5,36 @@
 
 namespace mivare {
 
+/// Holds a lane for a request or a release; two of them that meet there split the pool.
+class MIVARE_TSA(scoped_lockable) BlankPool::Visit {
+ public:
+  Visit(BlankPool& pool, Lane& lane) ACQUIRE(lane.mutex) : lane_(lane) {
+    const bool trimming = pool.trimming_.load(std::memory_order_relaxed);
+    const bool waited = lane_.mutex.lock();
+    if (waited && !trimming && !pool.trimming_.load(std::memory_order_relaxed)) pool.Split();
+  }
+  ~Visit() RELEASE() { lane_.mutex.unlock(); }
+  Visit(const Visit&) = delete;
+  Visit& operator=(const Visit&) = delete;
+
+ private:
+  Lane& lane_;
+};
+
+/// Says for a scope that the one who holds lanes is the worker.
+class BlankPool::Trimming {
+ public:
+  explicit Trimming(BlankPool& pool) : pool_(pool) { Say(true); }
+  ~Trimming() { Say(false); }
+  Trimming(const Trimming&) = delete;
+  Trimming& operator=(const Trimming&) = delete;
+
+ private:
+  void Say(bool trimming) { pool_.trimming_.store(trimming, std::memory_order_relaxed); }
+
+  BlankPool& pool_;
+};
+
 HybridBuffer* BlankPool::Lane::TakeFirst() {
   HybridBuffer* frame = frames.TakeFirst();
   if (frame == nullptr) return nullptr;
@@ -19,7 +49,7 @@ BlankPool::Lane& BlankPool::OwnLane() {
 
 HybridBuffer* BlankPool::TakeFrom(Lane& lane) {
   if (lane.count.load(std::memory_order_relaxed) == 0) return nullptr;
-  const BriefLock lock(lane.mutex, split_);
+  const Visit visit(*this, lane);
   return lane.TakeFirst();
 }
 
@@ -39,7 +69,7 @@ bool BlankPool::Put(HybridBuffer* frame) {
   if (frame == nullptr) return false;
   Lane& lane = OwnLane();
   do {
-    const BriefLock lock(lane.mutex, split_);
+    const Visit visit(*this, lane);
     if (closed()) return false;
     const uint32_t count = lane.count.load(std::memory_order_relaxed);
     if (count == lane.places && TakeSparePlace()) ++lane.places;
@@ -82,6 +112,7 @@ bool BlankPool::ReclaimAPlace() {
 }
 
 bool BlankPool::IsFresh(uint64_t now) {
+  const Trimming trimming(*this);
   if (has_surplus_.load(std::memory_order_relaxed)) return false;
   bool empty = true;
   for (Lane& lane : lanes_) {
@@ -98,6 +129,7 @@ bool BlankPool::IsFresh(uint64_t now) {
 
 void BlankPool::Release(bool force, uint64_t now, FrameList* out) {
   FrameList unwanted;  // destroyed after the locks
+  const Trimming trimming(*this);
   FrameList& target = out != nullptr ? *out : unwanted;
   {
     const BriefLock lock(surplus_mutex_);

@@ -84,6 +84,9 @@ class BlankPool {
     HybridBuffer* TakeFirst() REQUIRES(mutex);
   };
 
+  class Visit;
+  class Trimming;
+
   Lane& OwnLane();
   HybridBuffer* TakeFrom(Lane& lane);
   bool TakeSparePlace();
@@ -92,8 +95,9 @@ class BlankPool {
 
   std::array<Lane, kLanes> lanes_;  // the first alone until threads meet there
   Wakefulness wakefulness_;
-  std::atomic<bool> split_{false};               // for good; relaxed: all lanes are there anyway
-  std::atomic<bool> closed_{false};              // stored before the lanes are emptied
+  std::atomic<bool> split_{false};     // for good; relaxed: all lanes are there anyway
+  std::atomic<bool> trimming_{false};  // relaxed: whoever waits then has not met another thread
+  std::atomic<bool> closed_{false};    // stored before the lanes are emptied
   std::atomic<uint32_t> spare_places_{kPlaces};  // of no lane; relaxed: a number on its own
   std::atomic<bool> has_surplus_{false};         // written under surplus_mutex_
   BriefMutex surplus_mutex_ ACQUIRED_AFTER(lock_order::pools);

@@ -53,10 +53,6 @@ class MIVARE_TSA(capability("mutex")) BriefMutex {
 class MIVARE_TSA(scoped_lockable) BriefLock {
  public:
   explicit BriefLock(BriefMutex& mutex) noexcept ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
-  /// Sets `waited` when another thread held the mutex.
-  BriefLock(BriefMutex& mutex, std::atomic<bool>& waited) noexcept ACQUIRE(mutex) : mutex_(mutex) {
-    if (mutex_.lock()) waited.store(true, std::memory_order_relaxed);
-  }
   ~BriefLock() RELEASE() { mutex_.unlock(); }
   BriefLock(const BriefLock&) = delete;
   BriefLock& operator=(const BriefLock&) = delete;
