@@ -5,13 +5,15 @@
 
 namespace mivare {
 
-/// Holds a lane for a request or a release; two of them that meet there split the pool.
+/// Holds a lane for a request or a release; two of them that meet there split the pool. Whoever has
+/// waited for the worker sees, by the lane's mutex, that a trimming began or ended meanwhile.
 class MIVARE_TSA(scoped_lockable) BlankPool::Visit {
  public:
   Visit(BlankPool& pool, Lane& lane) ACQUIRE(lane.mutex) : lane_(lane) {
-    const bool trimming = pool.trimming_.load(std::memory_order_relaxed);
+    const uint32_t trims = pool.trims_.load(std::memory_order_relaxed);
     const bool waited = lane_.mutex.lock();
-    if (waited && !trimming && !pool.trimming_.load(std::memory_order_relaxed)) pool.Split();
+    if (!waited || trims % 2 != 0) return;
+    if (trims == pool.trims_.load(std::memory_order_relaxed)) pool.Split();
   }
   ~Visit() RELEASE() { lane_.mutex.unlock(); }
   Visit(const Visit&) = delete;
@@ -21,16 +23,16 @@ class MIVARE_TSA(scoped_lockable) BlankPool::Visit {
   Lane& lane_;
 };
 
-/// Says for a scope that the one who holds lanes is the worker.
+/// Says for a scope that the one who holds lanes is the worker. One at a time.
 class BlankPool::Trimming {
  public:
-  explicit Trimming(BlankPool& pool) : pool_(pool) { Say(true); }
-  ~Trimming() { Say(false); }
+  explicit Trimming(BlankPool& pool) : pool_(pool) { Count(); }
+  ~Trimming() { Count(); }
   Trimming(const Trimming&) = delete;
   Trimming& operator=(const Trimming&) = delete;
 
  private:
-  void Say(bool trimming) { pool_.trimming_.store(trimming, std::memory_order_relaxed); }
+  void Count() { pool_.trims_.fetch_add(1, std::memory_order_relaxed); }
 
   BlankPool& pool_;
 };

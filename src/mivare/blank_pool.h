@@ -62,6 +62,7 @@ class BlankPool {
   /// Gives each thread a lane of its own from now on, which threads that meet here do by
   /// themselves.
   void Split() { split_.store(true, std::memory_order_relaxed); }
+  bool split() const { return split_.load(std::memory_order_relaxed); }
 
   /// Whether Put takes nothing any more.
   bool closed() const { return closed_.load(std::memory_order_acquire); }
@@ -95,9 +96,9 @@ class BlankPool {
 
   std::array<Lane, kLanes> lanes_;  // the first alone until threads meet there
   Wakefulness wakefulness_;
-  std::atomic<bool> split_{false};     // for good; relaxed: all lanes are there anyway
-  std::atomic<bool> trimming_{false};  // relaxed: whoever waits then has not met another thread
-  std::atomic<bool> closed_{false};    // stored before the lanes are emptied
+  std::atomic<bool> split_{false};               // for good; relaxed: all lanes are there anyway
+  std::atomic<uint32_t> trims_{0};               // begun and ended, hence odd during one; see Visit
+  std::atomic<bool> closed_{false};              // stored before the lanes are emptied
   std::atomic<uint32_t> spare_places_{kPlaces};  // of no lane; relaxed: a number on its own
   std::atomic<bool> has_surplus_{false};         // written under surplus_mutex_
   BriefMutex surplus_mutex_ ACQUIRED_AFTER(lock_order::pools);

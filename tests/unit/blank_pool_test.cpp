@@ -302,6 +302,23 @@ TEST_F(SplitPoolTest, ItsEndReachesEveryThreadsFrames) {
   EXPECT_EQ(lives(), 0);
 }
 
+TEST_F(BlankPoolTest, TheWorkersLookDoesNotSplitIt) {
+  Fill(1);
+  std::atomic<bool> done{false};
+  std::thread user([&] {
+    for (int i = 0; i < 20'000; ++i) pool_->Put(pool_->Take());
+    done = true;
+  });
+  while (!done) {
+    EXPECT_TRUE(pool_->IsFresh(Now()));
+    FrameList out;
+    pool_->Release(false, Now(), &out);
+  }
+  user.join();
+  EXPECT_FALSE(pool_->split());
+  EXPECT_EQ(lives(), 1);
+}
+
 TEST_F(BlankPoolTest, ThreadsThatMeetLoseNoFrameAndShareNone) {
   std::atomic<uint32_t> reuses{0};
   Together(4, [&](int) {
