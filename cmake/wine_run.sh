@@ -11,15 +11,20 @@ shift
 wine=/usr/lib/wine/wine64
 [ -x "$wine" ] || wine=$(command -v wine64)
 
+# Wine's loader lies low, and the kernel puts its heap up to a gigabyte above it: about one start in
+# two thousand finds the heap where Windows keeps a page of its own, and ends with status 1.
+fixed="setarch -R"
+$fixed true 2>/dev/null || fixed=""  # not every container permits it
+
 if [ ! -e "$WINEPREFIX/.ready" ]; then
   mkdir -p "$WINEPREFIX"
   # Several programs may start at once: the first one makes the prefix, the others wait.
   (
     flock 9
     if [ ! -e "$WINEPREFIX/.ready" ]; then
-      "$wine" wineboot --init >"$WINEPREFIX/.log" 2>&1 </dev/null 9>&-
+      $fixed "$wine" wineboot --init >"$WINEPREFIX/.log" 2>&1 </dev/null 9>&-
       touch "$WINEPREFIX/.ready"
     fi
   ) 9>"$WINEPREFIX/.lock"
 fi
-exec "$wine" "$@"
+exec $fixed "$wine" "$@"

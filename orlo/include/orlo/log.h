@@ -26,7 +26,8 @@ namespace orlo {
 /// Receives each message on the logging thread, with no lock of the log held: it may log, add or
 /// remove sinks. What a sink logs reaches the others, not itself. What it throws is dropped. `text`
 /// carries no line end of its own; it and `tag` are lent for the call. At the end of a Windows
-/// process sinks are called after every other thread was killed: they must not wait for one then.
+/// process sinks are called after every other thread was killed, perhaps with a lock in its hands:
+/// they must not wait for one then, and had better take no lock and ask for no memory.
 using LogSink = void (*)(void* context, const char* tag, int32_t level, const char* text);
 
 /// Adds a sink; `context` is passed back as it is. Returns its id, above 0; 0 when `sink` is null
