@@ -9,7 +9,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -27,8 +26,10 @@ constinit std::atomic<int32_t> default_minimum{0};
 constinit std::atomic<bool> has_sinks{false};
 
 struct Sink {
+  uint64_t id = 0;
   LogSink call = nullptr;
   void* context = nullptr;
+  std::atomic<Sink*> next{nullptr};
 };
 
 /// A sink at work; lives on the stack of the thread that logs.
@@ -36,31 +37,68 @@ struct Call {
   uint64_t sink = 0;
   std::thread::id thread;
   bool waiting = false;  // its thread is inside RemoveLogSink
-  Call* next = nullptr;
+  std::atomic<Call*> next{nullptr};
 };
 
+/// Unlinks a node from the list that holds it.
+template <class Node>
+void Unlink(std::atomic<Node*>& first, const Node& node) {
+  std::atomic<Node*>* link = &first;
+  while (link->load() != &node) link = &link->load()->next;
+  link->store(node.next.load());
+}
+
+/// The lock of the sinks, taken unless nobody else is left who could hold it in earnest.
+class SinkLock {
+ public:
+  explicit SinkLock(std::mutex& mutex) : lock_(mutex, std::defer_lock) { Lock(); }
+  void Lock() {
+    if (!alone_) lock_.lock();
+  }
+  void Unlock() {
+    if (!alone_) lock_.unlock();
+  }
+  bool alone() const { return alone_; }
+  std::unique_lock<std::mutex>& get() { return lock_; }
+
+ private:
+  const bool alone_ = OtherThreadsKilled();
+  std::unique_lock<std::mutex> lock_;
+};
+
+// Each change of the two lists is one store of a pointer: whoever is left alone finds them whole,
+// wherever the other threads were killed.
 class SinkList {
  public:
   uint64_t Add(LogSink call, void* context) {
-    const std::lock_guard lock(mutex_);
-    const uint64_t id = last_id_ + 1;
-    sinks_.emplace(id, Sink{call, context});
-    last_id_ = id;
+    auto made = std::make_unique<Sink>();
+    made->call = call;
+    made->context = context;
+    const SinkLock lock(mutex_);
+    const uint64_t id = made->id = ++last_id_;
+    End().store(made.release());
     has_sinks.store(true, std::memory_order_relaxed);
     return id;
   }
 
   void Remove(uint64_t id) {
+    std::unique_ptr<Sink> removed;  // freed without the lock
     const std::thread::id self = std::this_thread::get_id();
-    std::unique_lock lock(mutex_, std::defer_lock);
-    if (!LockUnlessOrphaned(lock)) return;
-    sinks_.erase(id);
-    has_sinks.store(!sinks_.empty(), std::memory_order_relaxed);
-    if (OtherThreadsKilled()) return;  // calls of theirs never end
+    SinkLock lock(mutex_);
+    Sink* const sink = FirstAfter(id - 1);
+    if (sink != nullptr && sink->id == id) {
+      Unlink(sinks_, *sink);
+      removed.reset(sink);
+    }
+    has_sinks.store(sinks_.load() != nullptr, std::memory_order_relaxed);
+    if (lock.alone()) {  // calls of the others never end, and the heap's lock may be theirs
+      static_cast<void>(removed.release());
+      return;
+    }
     const bool inside = SetWaiting(self, true);
     // Two sinks that remove each other, or one that removes itself on two threads, would wait for
     // each other; so whoever comes from inside a sink passes by those who wait already.
-    changed_.wait(lock, [&] {
+    changed_.wait(lock.get(), [&] {
       return !AnyCall([&](const Call& call) {
         return call.sink == id && call.thread != self && !(inside && call.waiting);
       });
@@ -72,32 +110,45 @@ class SinkList {
   void Deliver(const char* tag, int32_t level, const char* text) {
     Call call;
     call.thread = std::this_thread::get_id();
-    std::unique_lock lock(mutex_, std::defer_lock);
-    if (!LockUnlessOrphaned(lock)) return;
+    SinkLock lock(mutex_);
     const uint64_t last = last_id_;
     for (uint64_t done = 0;;) {
-      const auto next = sinks_.upper_bound(done);
-      if (next == sinks_.end() || next->first > last) return;
-      done = next->first;
+      const Sink* const next = FirstAfter(done);
+      if (next == nullptr || next->id > last) return;
+      done = next->id;
       const auto same = [&](const Call& c) { return c.sink == done && c.thread == call.thread; };
       if (AnyCall(same)) continue;
-      const Sink sink = next->second;
+      const LogSink sink = next->call;
+      void* const context = next->context;
       call.sink = done;
-      call.next = calls_;
+      call.next = calls_.load();
       calls_ = &call;
-      lock.unlock();
+      lock.Unlock();
       try {
-        sink.call(sink.context, tag, level, text);
+        sink(context, tag, level, text);
       } catch (...) {
         // A failing sink must not take the others, or the caller, with it.
       }
-      lock.lock();
-      Unlink(&call);
-      changed_.notify_all();
+      lock.Lock();
+      Unlink(calls_, call);
+      if (!lock.alone()) changed_.notify_all();
     }
   }
 
  private:
+  /// Where the next sink goes.
+  std::atomic<Sink*>& End() {
+    std::atomic<Sink*>* end = &sinks_;
+    while (Sink* const sink = end->load()) end = &sink->next;
+    return *end;
+  }
+
+  Sink* FirstAfter(uint64_t id) const {
+    Sink* sink = sinks_;
+    while (sink != nullptr && sink->id <= id) sink = sink->next;
+    return sink;
+  }
+
   template <class Predicate>
   bool AnyCall(Predicate predicate) const {
     for (const Call* call = calls_; call != nullptr; call = call->next) {
@@ -117,16 +168,10 @@ class SinkList {
     return found;
   }
 
-  void Unlink(const Call* call) {
-    Call** link = &calls_;
-    while (*link != call) link = &(*link)->next;
-    *link = call->next;
-  }
-
-  std::mutex mutex_;                 // guards everything below
-  std::condition_variable changed_;  // a call has ended
-  std::map<uint64_t, Sink> sinks_;
-  Call* calls_ = nullptr;
+  std::mutex mutex_;                   // guards everything below
+  std::condition_variable changed_;    // a call has ended
+  std::atomic<Sink*> sinks_{nullptr};  // by id, upwards
+  std::atomic<Call*> calls_{nullptr};
   uint64_t last_id_ = 0;
 };
 

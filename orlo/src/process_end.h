@@ -4,19 +4,11 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 
 namespace orlo {
 
 /// Whether every other thread has been killed.
 bool OtherThreadsKilled() noexcept;
-
-/// Takes the lock; false, with nothing locked, when a killed thread holds it.
-inline bool LockUnlessOrphaned(std::unique_lock<std::mutex>& lock) {
-  if (OtherThreadsKilled()) return lock.try_lock();
-  lock.lock();
-  return true;
-}
 
 /// Prints a line of the log on standard error without a lock, and returns true, when every other
 /// thread has been killed; does nothing else.
