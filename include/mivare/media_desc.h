@@ -116,7 +116,8 @@ class MIVARE_INTERFACE IMediaDesc {
 
   /// Gives an equal description; null when memory is short. User data goes along without the six
   /// hint keys, extend data too; the audio volumes stay behind; the multi-camera queue of this
-  /// description is moved (NUXMivareCopyVideoMultiCameraFrame), so this one ends with an empty one.
+  /// description is moved (NUXMivareCopyVideoMultiCameraFrame), so this one ends with an empty one;
+  /// where memory runs out in between, records may be lost.
   virtual IMediaDesc* Clone() const = 0;
 
   /// Sets the bytes from row to row of planes 0 to 3. Returns 0; -1 with nothing changed when a
@@ -220,7 +221,8 @@ extern "C" MIVARE_API void NUXMivareCopyUserData(mivare::IMediaDesc* destination
 /// How large a canvas must be for a `width` x `height` picture turned by `angle` degrees, if it is
 /// to keep that picture's proportions. `reserved` is ignored. Writes the side that follows the
 /// picture's height to `outA` and the one that follows its width to `outB`; null outputs are
-/// skipped, a side that is not finite is written as 0. Reentrant.
+/// skipped, a side that is not finite, or not below 2^63, is written as 0, a larger one than 32 bits
+/// hold as its low 32. Reentrant.
 extern "C" MIVARE_API void GetVideoRotateCaseNewSize(float angle, int32_t reserved, uint32_t width,
                                                      uint32_t height, uint32_t* outA,
                                                      uint32_t* outB);

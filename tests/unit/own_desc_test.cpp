@@ -3,12 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "audio_desc.h"
 #include "bits_desc.h"
+#include "mivare/helper.h"
 #include "support/fake_desc.h"
+#include "support/log_capture.h"
 #include "unit/desc/families.h"
 
 namespace mivare::test {
@@ -36,6 +39,25 @@ TEST(OwnDesc, KnowsEachClassOfTheLibrary) {
   EXPECT_EQ(OwnDesc(bits), &bits);
   EXPECT_EQ(OwnVideoDesc(audio), nullptr);
   EXPECT_EQ(OwnVideoDesc(bits), nullptr);
+}
+
+TEST(OwnDesc, KnowsWhateverTheFactoryMakes) {
+  const LogCapture quiet;  // not every pair is something
+  int pictures = 0;
+  for (uint32_t media_type = 1; media_type <= 5; ++media_type) {
+    for (const int32_t first : {0, 15000, 20000, 30000, 31000}) {
+      for (int32_t smt = first; smt <= first + 100; ++smt) {
+        SCOPED_TRACE(std::to_string(media_type) + ", " + std::to_string(smt));
+        const MediaDescPtr desc = MakeMediaDesc(media_type, smt);
+        if (desc == nullptr) continue;
+        auto* const picture = dynamic_cast<VideoDescBase*>(desc.get());
+        EXPECT_NE(OwnDesc(*desc), nullptr);
+        EXPECT_EQ(OwnVideoDesc(*desc), picture);
+        pictures += picture != nullptr;
+      }
+    }
+  }
+  EXPECT_EQ(pictures, 65 + 12) << "of media types 1 and 5";
 }
 
 // Built on the library's classes, with operations of its own.

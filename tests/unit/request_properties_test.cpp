@@ -86,7 +86,7 @@ void Change(IMediaDesc& desc, Generated& choose) {
   constexpr uint32_t kCodes[] = {0, 1, 2, 3, 4, 5, 6, 9, 0xFFFFFFFF};
   constexpr int64_t kHalves[] = {0, 0, 1, -1, 3, 16, 9, 1080, 1920, -4, 6, INT64_MIN, INT64_MAX};
   const uint32_t code = choose.Pick(kCodes);
-  switch (choose.Between(0, 14)) {
+  switch (choose.Between(0, 21)) {
     case 0: return desc.SetInterlace(code);
     case 1: return desc.SetRotation(code);
     case 2: return desc.SetFilpType(code);
@@ -105,6 +105,20 @@ void Change(IMediaDesc& desc, Generated& choose) {
     case 11: ExtendDataOf(desc).RemoveExtendData(choose.Pick(kBlocks)); return;
     case 12: desc.GetUserDataConfig()->Set(choose.Pick(kNotes), SomeValue(choose)); return;
     case 13: desc.GetUserDataConfig()->Remove(choose.Pick(kNotes)); return;
+    // From here on what stays each description's own.
+    case 14: desc.GetFrameSize(); return;  // fixes the layout, and how far the size may grow
+    case 15: return desc.SetTag(code);
+    case 16: desc.SetMemoryLocation(code); return;
+    case 17: return desc.SetPlatform(code);
+    case 18: return desc.SetTexType(code);
+    case 19: desc.ResetPitches(); return;
+    case 20:
+      if (ISubtitleDesc* subtitle = desc.QuerySubtitle()) {
+        subtitle->SetFirstPair(code, ~code);
+        subtitle->SetSecondPair(&code, &code);
+        subtitle->SetText(choose.Pick(kNotes));
+      }
+      return;
     default:
       if (choose.Chance(4)) desc.GetUserDataConfig()->Clear();
       return;
@@ -119,7 +133,20 @@ std::string Say(const orlo::ValAny& value) {
   return value.IsEmpty() ? said : said + std::to_string(value.Get<double>());
 }
 
-// Everything that can be seen of a description, and the steps by which its notes are walked.
+void LookAtSubtitle(const IMediaDesc& desc, std::vector<std::string>& seen) {
+  const ISubtitleDesc* const subtitle = desc.QuerySubtitle();
+  if (subtitle == nullptr) return;
+  uint32_t a = 0;
+  uint32_t b = 0;
+  subtitle->GetFirstPair(&a, &b);
+  seen.push_back(std::to_string(a) + " " + std::to_string(b));
+  subtitle->GetSecondPair(&a, &b);
+  seen.push_back(std::to_string(a) + " " + std::to_string(b));
+  seen.emplace_back(subtitle->GetText());
+}
+
+// What can be seen of a description without changing it, but for the stores that requests have no
+// part in; and the steps by which its notes are walked.
 std::vector<std::string> Look(IMediaDesc& desc) {
   std::vector<std::string> seen;
   const orlo::Rational ratio = desc.GetDisplayAspectRatio();
@@ -128,10 +155,15 @@ std::vector<std::string> Look(IMediaDesc& desc) {
         int64_t{desc.GetHeight()}, int64_t{desc.GetInterlace()}, int64_t{desc.GetRotation()},
         int64_t{desc.GetFilpType()}, int64_t{desc.GetColorSpace()},
         int64_t{desc.GetVideoSignalRange()}, int64_t{desc.GetVideoMatrix()},
-        int64_t{desc.GetTransferCharacter()}, int64_t{desc.GetColorPrimary()}, ratio.num,
-        ratio.den}) {
+        int64_t{desc.GetTransferCharacter()}, int64_t{desc.GetColorPrimary()}, ratio.num, ratio.den,
+        int64_t{desc.GetTag()}, int64_t{desc.GetBitDepth()}, int64_t{desc.GetMemoryLocation()},
+        int64_t{desc.GetPlatform()}, int64_t{desc.GetTexType()}}) {
     seen.push_back(std::to_string(number));
   }
+  int32_t pitches[8] = {};
+  desc.GetPitches(pitches);
+  for (const int32_t pitch : pitches) seen.push_back(std::to_string(pitch));
+  LookAtSubtitle(desc, seen);
   for (const char* key : kBlocks) {
     IExtendData& blocks = ExtendDataOf(desc);
     std::string bytes(blocks.GetExtendDataLength(key), '\0');
@@ -152,6 +184,18 @@ std::vector<std::string> Look(IMediaDesc& desc) {
     seen.push_back(std::to_string(answer));
   }
   notes.Unlock();
+  return seen;
+}
+
+// Which of a few larger sizes it takes, and the bytes of a frame after each.
+std::vector<std::string> TryToGrow(IMediaDesc& desc) {
+  std::vector<std::string> seen;
+  for (const int32_t side : {65, 641, 1921, 65536, 65537, 200000}) {
+    desc.SetWidthHeight(side, 48);
+    desc.SetWidthHeight(64, side);
+    seen.push_back(std::to_string(desc.GetWidth()) + " x " + std::to_string(desc.GetHeight()));
+  }
+  seen.push_back(std::to_string(desc.GetFrameSize()));
   return seen;
 }
 
@@ -187,6 +231,8 @@ void ExpectThatBothRoadsAgree(Code request_code, Code frame_code, uint64_t seed)
     EXPECT_EQ(Look(*request), asked) << "the request is only read";
     if (testing::Test::HasFailure()) return;
   }
+  const std::vector<std::string> short_growth = TryToGrow(*short_road);
+  EXPECT_EQ(short_growth, TryToGrow(*long_road)) << "both grow as far as before";
 }
 
 TEST(CarryRequest, TheShortRoadAndTheGeneralOneAgree) {

@@ -293,7 +293,7 @@ struct Uncopyable {
   std::shared_ptr<bool> short_of_memory = std::make_shared<bool>(false);
 };
 
-TEST(Clone, IsNullWhenMemoryIsShortAndLeavesTheSourceAsItWas) {
+TEST(Clone, IsNullWhenMemoryIsShortForUserDataAndLeavesTheSourceAsItWas) {
   Yv12x source(1, 1);
   const Uncopyable value;
   source.GetUserDataConfig()->Set("value", orlo::ValAny(value));
@@ -302,7 +302,7 @@ TEST(Clone, IsNullWhenMemoryIsShortAndLeavesTheSourceAsItWas) {
   *value.short_of_memory = true;
   EXPECT_EQ(source.Clone(), nullptr);
   EXPECT_EQ(source.CloneShared(), nullptr);
-  EXPECT_NE(cameras->GetFrameInquire(), nullptr) << "the queue is moved last";
+  EXPECT_NE(cameras->GetFrameInquire(), nullptr) << "the queue is moved after it";
   BitsDesc bits(10000);
   EXPECT_FALSE(bits.CopyFrom(source)) << "nothing is thrown either";
   *value.short_of_memory = false;
