@@ -63,7 +63,8 @@ class MIVARE_INTERFACE IUserDataConfig {
 
   /// Merges: entries of `source` replace those of the same key here, the others here stay. Null and
   /// this very map do nothing. The source is locked for the whole copy. This map is not: nobody
-  /// else may write to it meanwhile.
+  /// else may write to it meanwhile, or read an entry that is being replaced; and nobody may read
+  /// it at all while entries come that it lacks.
   virtual void CopyFrom(IUserDataInquire* source) = 0;
 };
 

@@ -190,15 +190,23 @@ void UserDataMap::Merge(UserDataMap& source, Hints hints) {
   Entries& merged = leaving.room;
   if (entries_.empty()) merged.swap(entries_);  // the room that it has will do
   merged.reserve(entries_.size() + copies.size());
-  // Nothing fails from here on.
+  // Nothing fails from here on. Entries that are here already stay where they are, and so does the
+  // list unless there are new ones: others may read what is not replaced.
+  size_t added = 0;
   auto old = entries_.begin();
   while (std::unique_ptr<UserDataEntry> copy = copies.Pop()) {
     while (old != entries_.end() && (*old)->key < copy->key) merged.push_back(*old++);
-    if (old != entries_.end() && (*old)->key == copy->key) Retire(*old++, leaving);
-    merged.push_back(copy.release());
+    if (old != entries_.end() && (*old)->key == copy->key) {
+      std::swap((*old)->value, copy->value);
+      merged.push_back(*old++);
+      Retire(copy.release(), leaving);
+    } else {
+      merged.push_back(copy.release());
+      ++added;
+    }
   }
   merged.insert(merged.end(), old, entries_.end());
-  entries_.swap(merged);
+  if (added != 0) entries_.swap(merged);
   merged.clear();
   count_.Set(entries_.size());
   if (hints == Hints::kCopied && source.may_have_hints_.load(std::memory_order_relaxed)) {

@@ -20,7 +20,8 @@ namespace mivare {
 
 /// Values that leave the map are destroyed after its mutex is given up, as the last thing that an
 /// operation does: their holders are foreign code and may own the map itself. An operation that
-/// runs out of memory throws and leaves the map as it was.
+/// runs out of memory throws and leaves the map as it was, except that CopyFrom a map of a host's
+/// making keeps what it has copied by then, and ReplaceWith leaves none.
 ///
 /// Entries that leave keep their memory for those that come, so that a frame which gets the same
 /// few notes again and again asks for none: at most kSpares of them, with keys of at most
@@ -87,12 +88,12 @@ class UserDataMap final : public IUserDataInquire, public IUserDataConfig {
   // With an empty value.
   std::unique_ptr<UserDataEntry> MakeEntry(std::string_view key) REQUIRES(mutex_);
   void Retire(UserDataEntry* entry, Leaving& leaving) noexcept REQUIRES(mutex_);
-  // The source's lock stands in for this map's own, which is not taken.
+  // The source's lock is held, this map's own is not taken: see IUserDataConfig::CopyFrom.
   void Merge(UserDataMap& source, Hints hints) NO_THREAD_SAFETY_ANALYSIS;
 
   Mutex mutex_ ACQUIRED_BEFORE(lock_order::objects);
   EntryCount count_;
-  // Written under the lock when a hint comes, and when nothing is left.
+  // Written when a hint comes, and when nothing is left.
   std::atomic<bool> may_have_hints_{false};
   Entries entries_ GUARDED_BY(mutex_);
   UserDataChain spares_ GUARDED_BY(mutex_);

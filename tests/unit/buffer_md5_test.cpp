@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -134,6 +136,35 @@ TEST(BufferMd5, ReadsWholeRowsWhateverThePitch) {
   EXPECT_EQ(digest, DigestOf(Counting(4, 4) + Counting(0, 4)));
   EXPECT_EQ(NUXMivareMediaBuffer2MD5(repeated.get(), &digest), 0);
   EXPECT_EQ(digest, DigestOf(Counting(0, 4) + Counting(0, 4)));
+}
+
+// Rows without a gap in between, 64 pixels wide.
+TEST(BufferMd5, OfAFrameOfTheLibraryIsThatOfItsLaidRows) {
+  const auto allocator = MakeCpuAllocator();
+  struct Case {
+    int32_t smt;
+    size_t row_bytes;
+  };
+  for (const Case& row : {Case{1, 64}, {2, 128}, {45, 256}, {46, 512}}) {
+    SCOPED_TRACE(row.smt);
+    const MediaDescPtr desc = VideoRequest(row.smt, 64, 64);
+    const auto frame = allocator->Alloc(desc.get(), nullptr, nullptr);
+    ASSERT_NE(frame, nullptr);
+    Bytes laid(row.row_bytes * 64, kOld);
+    {
+      const LockedBuffer locked(*frame, false);
+      ASSERT_EQ(locked.pitch(0), static_cast<int32_t>(row.row_bytes));
+      for (size_t y = 0; y < 64; ++y) {
+        const Bytes bytes = Counting(static_cast<uint8_t>(y * 3), row.row_bytes);
+        std::copy(bytes.begin(), bytes.end(), locked.plane(0) + y * row.row_bytes);
+        std::copy(bytes.begin(), bytes.end(), laid.begin() + static_cast<std::ptrdiff_t>(y * 64));
+      }
+    }
+    const FilledBlocks blocks;
+    std::string digest;
+    EXPECT_EQ(NUXMivareMediaBuffer2MD5(frame.get(), &digest), 0);
+    EXPECT_EQ(digest, DigestOf(laid));
+  }
 }
 
 // Whatever pitch a host may give a frame of the library, the rows are inside its block.

@@ -1,12 +1,14 @@
 // Merging one user data map into another, and maps that are not the library's.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "support/together.h"
 #include "unit/user_data_entries.h"
 #include "user_data_map.h"
 
@@ -18,6 +20,7 @@ using test::Counted;
 using test::Entry;
 using test::Enumerated;
 using test::NumberAt;
+using test::Together;
 
 /// A read face that is not a UserDataMap: delivers what it is given and notes how it was used.
 class ForeignMap : public IUserDataInquire {
@@ -75,6 +78,27 @@ TEST(UserDataMapCopy, FromAnotherMapMerges) {
   map.CopyFrom(&source);
   EXPECT_EQ(Enumerated(map), (std::vector<Entry>{{"both", 1}, {"mine", 20}, {"theirs", 2}}));
   EXPECT_EQ(Enumerated(source), (std::vector<Entry>{{"both", 1}, {"theirs", 2}}));
+}
+
+// The map's own lock is not taken, but what is not replaced stays where readers find it.
+TEST(UserDataMapCopy, FromAnotherMapLeavesWhatItDoesNotReplaceToReaders) {
+  UserDataMap source;
+  source.Set("replaced", ValAny(2));
+  UserDataMap map;
+  map.Set("replaced", ValAny(1));
+  map.Set("read", ValAny(7));
+  std::atomic<bool> done{false};
+  Together(2, [&](int thread) {
+    if (thread == 0) {
+      for (int i = 0; i < 2000; ++i) map.CopyFrom(&source);
+      done = true;
+      return;
+    }
+    do {
+      EXPECT_EQ(NumberAt(map, "read"), 7);
+    } while (!done);
+  });
+  EXPECT_EQ(Enumerated(map), (std::vector<Entry>{{"read", 7}, {"replaced", 2}}));
 }
 
 TEST(UserDataMapCopy, FromAnotherMapDoesNotAllowSteppingOn) {

@@ -6,13 +6,12 @@
 
 namespace mivare {
 
-/// Written under the store's lock and read without it, so that an empty store costs no lock. A
-/// reader that races with a writer sees either state, as with the lock; who reads what a writer
-/// left (acquire, release) sees all that came before it too.
+/// Written by one thread at a time, as a rule under the store's lock, and read without it, so that
+/// an empty store costs no lock. A reader that races with a writer sees either state, as with the
+/// lock; who reads what a writer left (acquire, release) sees all that came before it too.
 class EntryCount {
  public:
   bool IsZero() const { return count_.load(std::memory_order_acquire) == 0; }
-  /// Under the store's lock.
   void Set(size_t count) { count_.store(count, std::memory_order_release); }
 
  private:
