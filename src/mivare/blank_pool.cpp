@@ -1,5 +1,9 @@
 #include "blank_pool.h"
 
+#include <x86intrin.h>
+
+#include <algorithm>
+
 #include "hybrid_frame.h"
 #include "platform/platform.h"
 
@@ -44,9 +48,8 @@ HybridBuffer* BlankPool::Lane::TakeFirst() {
   return frame;
 }
 
-BlankPool::Lane& BlankPool::OwnLane() {
-  const bool split = split_.load(std::memory_order_relaxed);
-  return lanes_[split ? platform::ThreadNumber() % kLanes : 0];
+BlankPool::Lane& BlankPool::LaneFor(bool split) {
+  return lanes_[split ? 1 + platform::ThreadNumber() % kThreadLanes : 0];
 }
 
 HybridBuffer* BlankPool::TakeFrom(Lane& lane) {
@@ -56,38 +59,85 @@ HybridBuffer* BlankPool::TakeFrom(Lane& lane) {
 }
 
 HybridBuffer* BlankPool::Take() {
-  HybridBuffer* frame = TakeFrom(OwnLane());
-  if (frame == nullptr && split_.load(std::memory_order_relaxed)) {
-    for (Lane& lane : lanes_) {
-      frame = TakeFrom(lane);
-      if (frame != nullptr) break;
-    }
-  }
+  HybridBuffer* frame = TakeFrom(lanes_[0]);
+  if (frame == nullptr) frame = TakeFromThreads();
   if (frame != nullptr) frame->StampNow();
   return frame;
 }
 
+HybridBuffer* BlankPool::TakeFromThreads() {
+  HybridBuffer* own = TakeFrom(LaneFor(split()));
+  if (own != nullptr) return own;
+  // The others in turn: none of them shall lie there until it is too old.
+  const uint32_t start = next_lane_.load(std::memory_order_relaxed);
+  for (uint32_t i = start; i != start + kThreadLanes; ++i) {
+    HybridBuffer* frame = TakeFrom(lanes_[1 + i % kThreadLanes]);
+    if (frame == nullptr) continue;
+    next_lane_.store(i + 1, std::memory_order_relaxed);
+    return frame;
+  }
+  // Whatever was on its way from lane to lane has arrived once the joining gives this mutex up.
+  const BriefLock lock(lanes_[0].mutex);
+  return lanes_[0].TakeFirst();
+}
+
+// A thread that finds the pool split or joined since it chose a lane chooses again: the joining has
+// emptied that lane, or will, before or after this thread holds its mutex.
 bool BlankPool::Put(HybridBuffer* frame) {
   if (frame == nullptr) return false;
-  Lane& lane = OwnLane();
-  do {
-    const Visit visit(*this, lane);
-    if (closed()) return false;
-    const uint32_t count = lane.count.load(std::memory_order_relaxed);
-    if (count == lane.places && TakeSparePlace()) ++lane.places;
-    if (count < lane.places) {
-      lane.frames.Append(frame);
-      lane.count.store(count + 1, std::memory_order_relaxed);
-      wakefulness_.Wake();
-      return true;
+  for (;;) {
+    const bool split = this->split();
+    Lane& lane = LaneFor(split);
+    {
+      const Visit visit(*this, lane);
+      if (closed()) return false;
+      if (split != this->split()) continue;
+      const uint32_t count = lane.count.load(std::memory_order_relaxed);
+      if (count == lane.places && TakeSparePlace()) ++lane.places;
+      if (count < lane.places) {
+        if (split) frame->set_returned_at(__rdtsc());
+        lane.frames.Append(frame);
+        lane.count.store(count + 1, std::memory_order_relaxed);
+        wakefulness_.Wake();
+        return true;
+      }
     }
-  } while (ReclaimAPlace());
+    if (!ReclaimAPlace() && split == this->split()) break;
+  }
   const BriefLock lock(surplus_mutex_);
   if (closed()) return false;
   surplus_.Append(frame);
   has_surplus_.store(true, std::memory_order_relaxed);
   wakefulness_.Wake();
   return true;
+}
+
+// Whoever looks for a frame meanwhile waits for the first lane in the end; the frames in the others
+// were all returned after those in it.
+void BlankPool::Join() {
+  Lane& whole = lanes_[0];
+  const BriefLock whole_lock(whole.mutex);
+  split_.store(false, std::memory_order_relaxed);
+  std::array<FrameList, 1 + kThreadLanes> returned;
+  uint32_t count = whole.count.load(std::memory_order_relaxed);
+  for (size_t i = 1; i < lanes_.size(); ++i) {
+    Lane& lane = lanes_[i];
+    const BriefLock lock(lane.mutex);
+    returned[i].Append(lane.frames);
+    count += lane.count.exchange(0, std::memory_order_relaxed);
+    whole.places += std::exchange(lane.places, 0U);
+  }
+  const auto when = [](const FrameList& list) {
+    return list.empty() ? UINT64_MAX : list.first()->returned_at();
+  };
+  for (;;) {
+    FrameList& next = *std::min_element(
+        returned.begin(), returned.end(),
+        [&](const FrameList& a, const FrameList& b) { return when(a) < when(b); });
+    if (next.empty()) break;
+    whole.frames.Append(next.TakeFirst());
+  }
+  whole.count.store(count, std::memory_order_relaxed);
 }
 
 bool BlankPool::TakeSparePlace() {
@@ -102,7 +152,7 @@ bool BlankPool::TakeSparePlace() {
 
 // Lanes keep their places when frames leave. Where one is full, others may have some to spare.
 bool BlankPool::ReclaimAPlace() {
-  if (!split_.load(std::memory_order_relaxed)) return false;
+  if (!split()) return false;
   for (Lane& lane : lanes_) {
     const BriefLock lock(lane.mutex);
     if (lane.count.load(std::memory_order_relaxed) == lane.places) continue;
@@ -115,6 +165,7 @@ bool BlankPool::ReclaimAPlace() {
 
 bool BlankPool::IsFresh(uint64_t now) {
   const Trimming trimming(*this);
+  if (!met_.exchange(false, std::memory_order_relaxed) && split()) Join();
   if (has_surplus_.load(std::memory_order_relaxed)) return false;
   bool empty = true;
   for (Lane& lane : lanes_) {

@@ -1,14 +1,17 @@
 // BlankPool: the released frames of one pool key, waiting for the next request or for their end.
 //
 //   open     from its making: releases put frames in, requests take them out, the one returned
-//   first
-//            going out first
+//            first going out first
 //   trimmed  by the worker, which collects surplus and idle frames
-//   split    when threads meet at its lock: each keeps to a lane of its own from then on, and looks
-//            into the others when that is empty
+//   split    when threads meet at its lock: each returns frames to a lane of its own from then on,
+//            and takes from there
+//   joined   by the worker again, when none have met since its last look: one queue, in the order
+//            of the frames' return
 //   closed   by its owner: frames that come back from then on are left to whoever drops them
 //
-// A thread that has a pool to itself sees one queue; split or not, 32 frames are kept in all.
+// While it is split, the first frame is each lane's first. A thread that goes on alone sees its own
+// frames in the order of their return throughout, those of others from the joining on. Split or
+// not, 32 frames are kept in all.
 #pragma once
 
 #include <array>
@@ -46,7 +49,7 @@ class BlankPool {
   bool Put(HybridBuffer* frame);
 
   /// Whether Release has nothing to do: no surplus, and the first frame was handed out less than
-  /// 300 ms before `now`.
+  /// 300 ms before `now`. Joins the pool where no threads have met since the last call.
   bool IsFresh(uint64_t now);
   /// Whether there may be frames. Takes no lock.
   bool awake() const { return wakefulness_.awake(); }
@@ -59,16 +62,18 @@ class BlankPool {
   /// Refuses every Put from now on and moves all frames to `out`.
   void Close(FrameList& out);
 
-  /// Gives each thread a lane of its own from now on, which threads that meet here do by
-  /// themselves.
-  void Split() { split_.store(true, std::memory_order_relaxed); }
+  /// What threads do by themselves when they meet here: gives each a lane of its own.
+  void Split() {
+    met_.store(true, std::memory_order_relaxed);
+    split_.store(true, std::memory_order_relaxed);
+  }
   bool split() const { return split_.load(std::memory_order_relaxed); }
 
   /// Whether Put takes nothing any more.
   bool closed() const { return closed_.load(std::memory_order_acquire); }
 
  private:
-  static constexpr uint32_t kLanes = 8;
+  static constexpr uint32_t kThreadLanes = 8;
   static constexpr uint32_t kPlaces = 32;
   // 1 ms apart on purpose: a pool that is stale at one pass gives its first frame up at a later
   // one.
@@ -88,15 +93,21 @@ class BlankPool {
   class Visit;
   class Trimming;
 
-  Lane& OwnLane();
+  Lane& LaneFor(bool split);
   HybridBuffer* TakeFrom(Lane& lane);
+  HybridBuffer* TakeFromThreads();
+  void Join();
   bool TakeSparePlace();
   bool ReclaimAPlace();
   void SleepIfEmpty();
 
-  std::array<Lane, kLanes> lanes_;  // the first alone until threads meet there
+  // The first is everybody's; while the pool is split it only runs empty. The others are empty,
+  // and have no places, while it is not.
+  std::array<Lane, 1 + kThreadLanes> lanes_;
   Wakefulness wakefulness_;
-  std::atomic<bool> split_{false};               // for good; relaxed: all lanes are there anyway
+  std::atomic<bool> split_{false};               // put down under the first lane's mutex; see Put
+  std::atomic<bool> met_{false};                 // threads have met since the last IsFresh
+  std::atomic<uint32_t> next_lane_{0};           // where to look for others' frames first; a hint
   std::atomic<uint32_t> trims_{0};               // begun and ended, hence odd during one; see Visit
   std::atomic<bool> closed_{false};              // stored before the lanes are emptied
   std::atomic<uint32_t> spare_places_{kPlaces};  // of no lane; relaxed: a number on its own

@@ -44,6 +44,11 @@ class HybridBuffer final : public IMediaBuffer, public BlockHolder {
   uint64_t created_at() const { return created_at_; }
   void StampNow();
 
+  /// When a pool with lanes got the frame back, as the pool counts it. Belongs to its lock
+  /// likewise.
+  uint64_t returned_at() const { return returned_at_; }
+  void set_returned_at(uint64_t when) { returned_at_ = when; }
+
   ~HybridBuffer() override = default;
   HybridBuffer(const HybridBuffer&) = delete;
   HybridBuffer& operator=(const HybridBuffer&) = delete;
@@ -84,6 +89,7 @@ class HybridBuffer final : public IMediaBuffer, public BlockHolder {
   std::shared_ptr<BlankPool> blank_pool_;  // shared, so that a release finds its pool without
   std::shared_ptr<BlankPool> pool_;        // counting references; their owner closes them
   uint64_t created_at_ = 0;
+  uint64_t returned_at_ = 0;
   HybridBuffer* next_ = nullptr;
   HandleCells cells_;
 };

@@ -2,69 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <memory>
-#include <thread>
+#include <utility>
 #include <vector>
 
-#include "frame_list.h"
-#include "hybrid_frame.h"
-#include "support/fake_clock.h"
-#include "support/fake_gpu.h"
-#include "support/request.h"
-#include "support/together.h"
-#include "support/trovel_balance.h"
+#include "unit/blank_pool_fixture.h"
 
 namespace mivare::test {
 namespace {
-
-constexpr uint64_t kMs = 1000;
-
-class BlankPoolTest : public testing::Test {
- protected:
-  ~BlankPoolTest() override {
-    FrameList left;
-    pool_->Close(left);
-  }
-
-  uint64_t Now() { return static_cast<uint64_t>(clock_.WallMs()) * kMs; }
-  int lives() const { return gpu_.lives(); }
-
-  /// A frame out of any pool, which goes to the tested one when its handle is dropped.
-  std::shared_ptr<IMediaBuffer> MakeFrame() {
-    return HybridBuffer::Create(DeviceFrame(gpu_, *VideoRequest(1, 64, 64)), {}, {}, pool_);
-  }
-  /// Leaves `count` frames in the pool, in the order of the result.
-  std::vector<IMediaBuffer*> Fill(int count) {
-    std::vector<std::shared_ptr<IMediaBuffer>> handles;
-    std::vector<IMediaBuffer*> frames;
-    handles.reserve(static_cast<size_t>(count));
-    frames.reserve(static_cast<size_t>(count));
-    for (int i = 0; i < count; ++i) handles.push_back(MakeFrame());
-    for (auto& handle : handles) {
-      frames.push_back(handle.get());
-      handle.reset();
-    }
-    return frames;
-  }
-
-  /// The only thread here gets back what it returned, in that order.
-  void KeepTheOrder() {
-    std::vector<IMediaBuffer*> expected = Fill(32);
-    for (int i = 0; i < 70; ++i) {
-      HybridBuffer* taken = pool_->Take();
-      ASSERT_EQ(taken, expected.front());
-      expected.erase(expected.begin());
-      ASSERT_TRUE(pool_->Put(taken));
-      expected.push_back(taken);
-    }
-  }
-
-  TrovelBalance balance_;
-  FakeClock clock_;
-  FakeGpu gpu_;
-  std::shared_ptr<BlankPool> pool_ = std::make_shared<BlankPool>();
-};
 
 TEST_F(BlankPoolTest, HandsFramesOutInTheOrderOfTheirReturn) {
   const std::vector<IMediaBuffer*> frames = Fill(3);
@@ -176,13 +121,23 @@ TEST_F(BlankPoolTest, ReleaseStopsAtTheFirstYoungFrame) {
 }
 
 TEST_F(BlankPoolTest, ForceEmptiesBothListsSurplusFirst) {
-  const std::vector<IMediaBuffer*> frames = Fill(34);
+  std::vector<int> gone;
+  std::vector<std::shared_ptr<IMediaBuffer>> handles;
+  for (int i = 0; i < 34; ++i) {
+    auto storage = DeviceFrame(gpu_, *VideoRequest(1, 64, 64));
+    storage->on_destroy = [&gone, i] { gone.push_back(i); };
+    handles.push_back(HybridBuffer::Create(std::move(storage), {}, {}, pool_));
+  }
+  for (auto& handle : handles) handle.reset();
   FrameList out;
   pool_->Release(true, Now(), &out);
   EXPECT_EQ(pool_->Take(), nullptr);
   EXPECT_EQ(lives(), 34);
   EXPECT_EQ(out.DestroyAll(), 34U);
   EXPECT_EQ(lives(), 0);
+  std::vector<int> expected = {32, 33};
+  for (int i = 0; i < 32; ++i) expected.push_back(i);
+  EXPECT_EQ(gone, expected);
 }
 
 TEST_F(BlankPoolTest, WithoutAListEverythingIsDestroyedWhateverForceAndTimeSay) {
@@ -216,133 +171,6 @@ TEST_F(BlankPoolTest, AFramesOwnDestructorMayUseThePool) {
   HybridBuffer::Create(std::move(storage), {}, {}, pool_).reset();
   pool_->Release(true, Now(), nullptr);  // a lock held meanwhile would block here for good
   EXPECT_EQ(taken, 0);
-}
-
-// --- split among threads
-
-class SplitPoolTest : public BlankPoolTest {
- protected:
-  SplitPoolTest() { pool_->Split(); }
-
-  /// Has another thread put `count` new frames in, in the order of the result.
-  std::vector<IMediaBuffer*> FillElsewhere(int count) {
-    std::vector<IMediaBuffer*> frames;
-    std::thread([&] { frames = Fill(count); }).join();
-    return frames;
-  }
-  std::vector<IMediaBuffer*> TakeAll() {
-    std::vector<IMediaBuffer*> frames;
-    while (HybridBuffer* frame = pool_->Take()) {
-      frames.push_back(frame);
-      taken_.emplace_back(frame);
-    }
-    return frames;
-  }
-  uint32_t Surplus() {
-    FrameList out;
-    pool_->Release(false, Now(), &out);
-    return out.DestroyAll();
-  }
-
-  std::vector<std::unique_ptr<HybridBuffer>> taken_;
-};
-
-TEST_F(SplitPoolTest, AThreadSeesItsFramesInTheOrderOfTheirReturn) { KeepTheOrder(); }
-
-TEST_F(SplitPoolTest, FramesFromBeforeAreFound) {
-  pool_ = std::make_shared<BlankPool>();
-  const std::vector<IMediaBuffer*> frames = Fill(3);
-  pool_->Split();
-  EXPECT_EQ(TakeAll(), frames);
-}
-
-TEST_F(SplitPoolTest, AThreadThatHasNoneTakesTheOthers) {
-  const std::vector<IMediaBuffer*> frames = FillElsewhere(3);
-  EXPECT_EQ(TakeAll(), frames);
-}
-
-TEST_F(SplitPoolTest, ThirtyTwoFramesAreKeptInAll) {
-  FillElsewhere(20);
-  Fill(20);
-  EXPECT_FALSE(pool_->IsFresh(Now()));
-  EXPECT_EQ(Surplus(), 8U);
-  EXPECT_TRUE(pool_->IsFresh(Now()));
-  EXPECT_EQ(TakeAll().size(), 32U);
-}
-
-TEST_F(SplitPoolTest, PlacesThatAThreadLeavesEmptyAreForOthers) {
-  FillElsewhere(32);
-  EXPECT_EQ(TakeAll().size(), 32U);
-  FillElsewhere(20);
-  Fill(12);
-  EXPECT_EQ(Surplus(), 0U);
-  Fill(1);
-  EXPECT_EQ(Surplus(), 1U);
-}
-
-TEST_F(SplitPoolTest, EveryThreadsFramesAgeAndGo) {
-  FillElsewhere(1);
-  clock_.Advance(299);
-  Fill(1);
-  EXPECT_TRUE(pool_->IsFresh(Now()));
-  clock_.Advance(1);
-  EXPECT_FALSE(pool_->IsFresh(Now()));
-  clock_.Advance(1);
-  EXPECT_EQ(Surplus(), 1U);  // the older one, which is 301 ms old
-  EXPECT_EQ(lives(), 1);
-}
-
-TEST_F(SplitPoolTest, ItsEndReachesEveryThreadsFrames) {
-  FillElsewhere(2);
-  Fill(2);
-  FrameList out;
-  pool_->Close(out);
-  EXPECT_EQ(out.DestroyAll(), 4U);
-  MakeFrame().reset();
-  EXPECT_EQ(lives(), 0);
-}
-
-TEST_F(BlankPoolTest, TheWorkersLookDoesNotSplitIt) {
-  Fill(1);
-  std::atomic<bool> done{false};
-  std::thread user([&] {
-    for (int i = 0; i < 20'000; ++i) pool_->Put(pool_->Take());
-    done = true;
-  });
-  while (!done) {
-    EXPECT_TRUE(pool_->IsFresh(Now()));
-    FrameList out;
-    pool_->Release(false, Now(), &out);
-  }
-  user.join();
-  EXPECT_FALSE(pool_->split());
-  EXPECT_EQ(lives(), 1);
-}
-
-TEST_F(BlankPoolTest, ThreadsThatMeetLoseNoFrameAndShareNone) {
-  std::atomic<uint32_t> reuses{0};
-  Together(4, [&](int) {
-    for (int i = 0; i < 500; ++i) {
-      HybridBuffer* frame = pool_->Take();
-      if (frame == nullptr) {
-        MakeFrame().reset();
-        continue;
-      }
-      IMediaDesc* desc = frame->GetDesc(0);
-      desc->SetRotation(desc->GetRotation() + 1);  // a race, were the frame handed out twice
-      ++reuses;
-      pool_->Put(frame);
-    }
-  });
-  uint32_t rotations = 0;
-  const int alive = lives();
-  std::vector<std::unique_ptr<HybridBuffer>> taken;
-  while (HybridBuffer* frame = pool_->Take()) {
-    rotations += frame->GetDesc(0)->GetRotation();
-    taken.emplace_back(frame);
-  }
-  EXPECT_EQ(taken.size(), static_cast<size_t>(alive));
-  EXPECT_EQ(rotations, reuses);
 }
 
 // --- lists
