@@ -18,6 +18,7 @@
 #include "frame_pools.h"
 #include "hybrid_frame.h"
 #include "hybrid_frame_allocator.h"
+#include "mivare/user_data.h"
 #include "support/fake_gpu.h"
 #include "support/log_capture.h"
 #include "support/request.h"
@@ -302,6 +303,41 @@ TEST_F(IdleFramesTest, StayYoungByBeingUsed) {
   EXPECT_EQ(gpu_.Count("Alloc"), 1);
 }
 
+TEST_F(IdleFramesTest, StayYoungByServingBlankRequests) {
+  const MediaDescPtr blank = VideoRequest(1, 64, 64, 1);
+  blank->GetUserDataConfig()->Set("Blank", 1);
+  for (int i = 0; i < 5; ++i) {
+    // Marked, it waits in the blank pool for the next one, else in the plain pool.
+    std::shared_ptr<IMediaBuffer> frame = allocator_->Alloc(blank.get(), nullptr, nullptr);
+    if (i % 2 != 0) frame->GetDesc(0)->GetUserDataConfig()->Set("Blank", 1);
+    frame.reset();
+    clock_.Pass(200);
+    EXPECT_EQ(gpu_.lives(), 1);
+  }
+  EXPECT_EQ(gpu_.Count("Alloc"), 1);
+}
+
+TEST_F(IdleFramesTest, GoInTheOrderOfTheirPoolsKeyTexts) {
+  std::vector<uint32_t> gone;
+  gpu_.prepare_frame = [&](FakeFrame& frame) {
+    frame.on_destroy = [&gone, width = frame.GetDesc(0)->GetWidth()] { gone.push_back(width); };
+  };
+  for (const bool forced : {false, true}) {
+    SCOPED_TRACE(forced);
+    gone.clear();
+    for (const int32_t width : {640, 96, 1280}) Alloc(width).reset();
+    if (forced) {
+      const uint64_t waits = clock_.WaitsBegun();
+      allocator_->clear();
+      clock_.AwaitWaits(waits + 1);
+    } else {
+      clock_.Pass(301);
+    }
+    // As the texts "1280x64", "640x64" and "96x64" compare, neither the numbers nor the requests.
+    EXPECT_EQ(gone, (std::vector<uint32_t>{1280, 640, 96}));
+  }
+}
+
 TEST_F(IdleFramesTest, SurplusGoesAtTheNextPass) {
   std::vector<std::shared_ptr<IMediaBuffer>> frames;
   frames.reserve(35);
@@ -340,6 +376,17 @@ TEST_F(IdleFramesTest, TheAllocatorsEndDestroysPooledFramesAndLaterTheOnesThatAr
   EXPECT_EQ(out->GetDesc(0)->GetWidth(), 64U);  // still good
   out.reset();
   EXPECT_EQ(gpu_.lives(), 0);
+}
+
+TEST_F(IdleFramesTest, TheWorkersLastWordsComeBehindTheEndOfThePooledFrames) {
+  int ends = -1;
+  gpu_.prepare_frame = [&](FakeFrame& frame) {
+    frame.on_destroy = [&] { ends = log_.Count(4, kEnd); };
+  };
+  Alloc().reset();
+  allocator_.reset();
+  EXPECT_EQ(ends, 0);
+  EXPECT_EQ(log_.Count(4, kEnd), 1);
 }
 
 TEST_F(IdleFramesTest, HostFramesThatAreOutSurviveTheAllocatorToo) {
