@@ -470,5 +470,37 @@ TEST_F(LowGpuMemoryTest, HostRequestsDoNotAsk) {
   EXPECT_EQ(gpu_.Count("GetAvailableMemory"), asked);
 }
 
+TEST_F(LowGpuMemoryTest, PlainRequestsAlwaysAskAndBlankOnesOnlyWithoutAPooledFrame) {
+  const struct {
+    const char* road;
+    MediaDescPtr desc;
+    int asks;
+  } cases[] = {
+      {"pooled", Device(), 1},  // the set-up left it
+      {"pooled, made blank", Blank(Device()), 0},
+      {"pooled as blank", Blank(Device()), 0},
+      {"new", Device(), 1},
+      {"new and blank", Blank(Device(128, 128)), 1},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.road);
+    const int asked = gpu_.Count("GetAvailableMemory");
+    MarkBlank(Alloc(row.desc));
+    EXPECT_EQ(gpu_.Count("GetAvailableMemory") - asked, row.asks);
+  }
+}
+
+TEST_F(LowGpuMemoryTest, ARequestIsRefusedForABadValueOnlyAfterItWarnedAndReduced) {
+  gpu_.available = 300 * kMiB;
+  clock_.Settle();
+  waits_ = clock_.WaitsBegun();
+  const MediaDescPtr bad = Device();
+  bad->GetUserDataConfig()->Set("PlatformCompatible", "no number");
+  EXPECT_THROW(Alloc(bad), orlo::AnyBadAccess);
+  ASSERT_EQ(Warnings("300"), 1);
+  AwaitTask();
+  EXPECT_EQ(gpu_.lives(), 0);
+}
+
 }  // namespace
 }  // namespace mivare::test
