@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -167,6 +168,23 @@ TEST_F(ShortMemoryTest, TheReleaseOfAFrameThatATextMarksBlankNeedsNoMemory) {
   frame = allocator->Alloc(desc.get(), nullptr, nullptr);
   EXPECT_EQ(frame.get(), first);
   EXPECT_EQ(gpu_.Count("FillBlank"), 1);  // from the blank pool: black as it is
+}
+
+TEST_F(ShortMemoryTest, AClearQueuesItsReductionBeforeItClearsTheCpuAllocator) {
+  const std::shared_ptr<IAllocator> allocator = hybrid_frame_allocator::Create(&gpu_);
+  clock_.Settle();
+  log_.Clear();
+  {
+    const FailingNew failing(1);
+    allocator->clear();
+    EXPECT_TRUE(failing.fired());
+  }
+  // The reduction is lost, and said to be, before the CPU allocator has its turn.
+  const std::vector<LogLine> lines = log_.Lines();
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_NE(lines[0].text.find("error! file[mivare/hybrid_frame_allocator]"), std::string::npos);
+  EXPECT_EQ(lines[1].text, "mivare::allocator::clear before status all[0]mb, free[0]mb");
+  EXPECT_EQ(lines[2].text, "mivare::allocator::clear done. status all[0]mb, free[0]mb");
 }
 
 }  // namespace
