@@ -387,15 +387,19 @@ TEST_F(AllocatorTest, ReduceLogsBinaryMegabytesOfWhatIsLeft) {
   EXPECT_EQ(log.Count(4, "mivare::allocator::reduce_memory all[5MB] free[0MB]"), 1);
 }
 
-TEST_F(AllocatorTest, ReduceLogsWhatBusySlotsKeepAsFree) {
-  cpu->SetMemoryLimit(4095);
-  Alloc(*MakeMediaDesc(2, 20001)).reset();
-  clock.Advance(200);
-  Alloc(*Video(1, 1920, 1080)).reset();
-  log.Clear();
-  cpu->reduce_memory();
-  // 3133440 bytes are 2.99 MiB.
-  EXPECT_EQ(log.Count(4, "mivare::allocator::reduce_memory all[2MB] free[2MB]"), 1);
+TEST_F(AllocatorTest, ReduceLogsWhatBusySlotsHoldBeforeTheLimitTakesIt) {
+  for (const uint32_t limit : {4095U, 0U}) {
+    cpu = MakeCpuAllocator();
+    cpu->SetMemoryLimit(limit);
+    Alloc(*MakeMediaDesc(2, 20001)).reset();
+    clock.Advance(200);
+    Alloc(*Video(1, 1920, 1080)).reset();
+    log.Clear();
+    cpu->reduce_memory();
+    // 3133440 bytes are 2.99 MiB.
+    EXPECT_EQ(log.Count(4, "mivare::allocator::reduce_memory all[2MB] free[2MB]"), 1) << limit;
+    EXPECT_EQ(Status().all, limit > 0 ? kFullHd : 0);
+  }
 }
 
 TEST_F(AllocatorTest, ReduceEmptiesEveryPoolByDefault) {
