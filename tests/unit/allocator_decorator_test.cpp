@@ -163,6 +163,29 @@ TEST_F(AllocatorDecoratorTest, AFramesOldUserDataDoNotSurvive) {
   EXPECT_FALSE(Has(frame->GetDesc(0), "stale"));
 }
 
+TEST_F(AllocatorDecoratorTest, WhatTheRequestSaysWinsOverWhatADownloadWrites) {
+  const MediaDescPtr desc = VideoRequest(1, 64, 64);
+  desc->SetRotation(270);
+  desc->GetUserDataConfig()->Set("note", 8);
+  gpu_.on_call = [](const FakeGpu::Call& call) {
+    ASSERT_EQ(call.name, "Download");
+    auto* frame = static_cast<IMediaBuffer*>(const_cast<void*>(call.second));
+    frame->GetDesc(0)->SetRotation(90);
+    for (const char* key : {"note", "stale", "Blank"}) {
+      frame->GetDesc(0)->GetUserDataConfig()->Set(key, 1);
+    }
+  };
+  const std::shared_ptr<FakeFrame> source = DeviceFrame(gpu_, *desc);
+  const std::shared_ptr<IMediaBuffer> frame = decorator_.Alloc(desc.get(), source.get(), nullptr);
+  ASSERT_EQ(gpu_.Count("Download"), 1);
+  EXPECT_EQ(frame->GetDesc(0)->GetRotation(), 270U);
+  orlo::ValAny value;
+  ASSERT_EQ(frame->GetDesc(0)->GetUserDataInquire()->Get("note", value), 1);
+  EXPECT_EQ(value.ToInt32(), 8);
+  EXPECT_FALSE(Has(frame->GetDesc(0), "stale"));
+  EXPECT_FALSE(Has(frame->GetDesc(0), "Blank"));
+}
+
 TEST_F(AllocatorDecoratorTest, ForwardsTheRestToTheCpuAllocator) {
   uint64_t all = 0;
   uint64_t free = 0;

@@ -132,6 +132,26 @@ TEST_F(AllocatorMgrTest, HoldsTheEventBusFromInitToUninit) {
   orlo::ReleaseGlobalEventBus();
 }
 
+TEST_F(AllocatorMgrTest, UninitReleasesTheEventBusBehindTheLastFrame) {
+  NUXMivareDefaultAllocatorInit(&gpu_);
+  int received = 0;
+  orlo::GetGlobalEventBus()->Subscribe<orlo::SystemEvent>(
+      [&](const orlo::SystemEvent&) { ++received; });
+  orlo::ReleaseGlobalEventBus();
+  gpu_.prepare_frame = [](FakeFrame& frame) {
+    frame.on_destroy = [] {
+      orlo::AsyncEventBus* bus = orlo::GetGlobalEventBus();  // the subscription is still there
+      bus->Post(orlo::SystemEvent{1, ""});
+      bus->Flush();
+      orlo::ReleaseGlobalEventBus();
+    };
+  };
+  Alloc(VideoRequest(1, 64, 64, 1)).reset();
+  EXPECT_EQ(received, 0);
+  NUXMivareDefaultAllocatorUninit();
+  EXPECT_EQ(received, 1);
+}
+
 TEST_F(AllocatorMgrTest, AnInitThatFailedGivesNoEventBusBack) {
   NUXMivareDefaultAllocatorInit(&gpu_);
   NUXMivareDefaultAllocatorUninit();
