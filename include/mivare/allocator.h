@@ -73,7 +73,8 @@ MIVARE_API int32_t NUXMivareFrameMemoryManagerAcquire(IFrameMemoryManager** out)
 
 /// Brings the library up; calls are counted and only the first does anything. `gpu` is lent until
 /// the last frame made through it is gone, and may be null. Returns 0, also when bringing up failed
-/// (logged): requests are then empty until a later Uninit and Init. Thread-safe.
+/// (logged): requests are then empty until a later Uninit and Init. Thread-safe; a log sink must
+/// not call it, or Uninit, for what a first Init says.
 extern "C" MIVARE_API int32_t NUXMivareDefaultAllocatorInit(mivare::IGpuAllocator* gpu);
 
 /// Takes one Init back; the last one stops the worker thread and drops every pooled buffer. Frames

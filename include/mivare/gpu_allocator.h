@@ -13,7 +13,9 @@ class IMediaDesc;
 
 /// Implemented by the host, which keeps it alive from NUXMivareDefaultAllocatorInit until the last
 /// frame that came through it is gone. Called on any thread that requests, fills or copies frames,
-/// several at a time, with no lock of the library held; it may call back into the library.
+/// and on the library's own, several at a time; it may call back into the library. No lock is held
+/// meanwhile but that of the one object in use: a lazy buffer at its first use, a sample while it
+/// is cloned. Another thread that needs the same one waits.
 class MIVARE_INTERFACE IGpuAllocator {
  public:
   virtual ~IGpuAllocator() = default;

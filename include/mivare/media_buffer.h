@@ -71,8 +71,9 @@ class MIVARE_INTERFACE IMediaBuffer {
   /// included.
   virtual bool IsDeviceMemory() = 0;
 
-  /// Linear buffers: adds `size` bytes behind the valid ones, growing as needed; false when there
-  /// is no memory or the sum leaves 31 bits. Other buffers: false.
+  /// Linear buffers: adds `size` bytes behind the valid ones, growing as needed; behind a negative
+  /// number of them, those that lie in the block then. False when there is no memory, for null with
+  /// a size, and when the sum is negative or leaves 31 bits. Other buffers: false.
   virtual bool AppendData(const uint8_t* data, uint32_t size) = 0;
 
   /// For buffers outside the library; the library's own do nothing.

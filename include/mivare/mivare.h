@@ -8,8 +8,10 @@
 //   shares        both sides own it, through a shared_ptr
 //   takes, gives  ownership moves to the callee, to the caller
 //
-// No function lets an exception out unless its comment names it. Every text is UTF-8, but for file
-// names where a comment says otherwise.
+// No function lets an exception out unless its comment names it, except the stores of a description
+// (user data, extend data, audio volumes, camera records): theirs throw std::bad_alloc where memory
+// is short, and what copying a value throws. Every text is UTF-8, but for file names where a
+// comment says otherwise.
 #pragma once
 
 #include "mivare/allocator.h"

@@ -134,12 +134,16 @@ int32_t Buffer1d::SetDataSize(int32_t size) {
 
 bool Buffer1d::AppendData(const uint8_t* data, uint32_t size) {
   const int64_t needed = int64_t{size_} + size;
-  // Nothing can stand behind a negative number of bytes.
-  if ((data == nullptr && size > 0) || size_ < 0 || needed > INT32_MAX) {
+  if ((data == nullptr && size > 0) || needed < 0 || needed > INT32_MAX) {
     LogRefusal();
     return false;
   }
-  const RowPart part = OwnPart(data, size);
+  RowPart part = OwnPart(data, size);
+  const int32_t end = std::max(size_, 0);
+  // Behind a negative number of bytes, what would lie in front of the block is dropped.
+  const size_t in_front = std::min(static_cast<size_t>(int64_t{end} - size_), part.bytes);
+  part.data += in_front;
+  part.bytes -= in_front;
   if (Capacity() < needed) {
     std::shared_ptr<MemoryData> block = MakeBlock(static_cast<int32_t>(needed));
     if (block == nullptr) {
@@ -147,13 +151,13 @@ bool Buffer1d::AppendData(const uint8_t* data, uint32_t size) {
       return false;
     }
     if (memory_ != nullptr) {
-      const int32_t kept = std::min(size_, Capacity());
+      const int32_t kept = std::min(end, Capacity());
       CopyBytes(block->data.get(), memory_->data.get(), static_cast<size_t>(kept));
     }
-    CopyBytes(block->data.get() + size_, part.data, part.bytes);
+    CopyBytes(block->data.get() + end, part.data, part.bytes);
     memory_ = std::move(block);
   } else if (part.bytes > 0) {
-    CopyBytes(memory_->data.get() + size_, part.data, part.bytes);
+    CopyBytes(memory_->data.get() + end, part.data, part.bytes);
   }
   size_ = static_cast<int32_t>(needed);
   return true;

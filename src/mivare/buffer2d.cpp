@@ -54,7 +54,7 @@ int32_t Buffer2d::Lock(uint8_t* planes[8], int32_t pitches[8], void*, uint32_t*)
   return 0;
 }
 
-int32_t Buffer2d::CopyFrom(IMediaBuffer* source) {
+int32_t Buffer2d::CopyFrom(IMediaBuffer* source) try {
   const IMediaDesc* from = source != nullptr ? source->GetDesc(0) : nullptr;
   const IMediaDesc* to = GetDesc(0);
   if (from == nullptr || to == nullptr) {
@@ -75,6 +75,9 @@ int32_t Buffer2d::CopyFrom(IMediaBuffer* source) {
   }
   Refresh();
   return 0;
+} catch (...) {  // of a host's buffer
+  LogFailure(kCopyFrom);
+  return -1;
 }
 
 // Asks the CPU side of the current allocator, so that the clone of a planar buffer is one as well.

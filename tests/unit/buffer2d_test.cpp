@@ -16,6 +16,7 @@
 #include "mivare/helper.h"
 #include "platform/platform.h"
 #include "support/failing_blocks.h"
+#include "support/fake_buffer.h"
 #include "support/fake_clock.h"
 #include "support/fake_desc.h"
 #include "support/log_capture.h"
@@ -310,6 +311,16 @@ TEST(Buffer2dCopyFrom, RefusesASourceWithoutDescription) {
   Buffer2d bare(nullptr);
   EXPECT_EQ(frame->CopyFrom(&bare), -1);
   EXPECT_EQ(bare.CopyFrom(frame.get()), -1);
+}
+
+TEST(Buffer2dCopyFrom, LetsNothingOutThatAHostsSourceThrows) {
+  struct Source final : test::FakeBuffer {
+    IMediaDesc* GetDesc(uint32_t) override { throw 7; }
+  } source;
+  LogCapture log;
+  const auto frame = Frame(1, 64, 64);
+  EXPECT_EQ(frame->CopyFrom(&source), -1);
+  EXPECT_TRUE(HasOnly(log, 6, R"(error\. mivare::Buffer2d::CopyFrom line\[[0-9]+\])"));
 }
 
 TEST(Buffer2dCopyFrom, RefusesAnotherFormatOrSizeAndChangesNothing) {
