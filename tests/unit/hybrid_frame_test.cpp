@@ -9,6 +9,7 @@
 #include "blank_pool.h"
 #include "frame_list.h"
 #include "mivare/extend_data.h"
+#include "mivare/multi_camera.h"
 #include "mivare/user_data.h"
 #include "support/fake_clock.h"
 #include "support/fake_gpu.h"
@@ -135,6 +136,17 @@ TEST_F(HybridFrameTest, ExtendDataSurviveTheRelease) {
   ASSERT_TRUE(extend->SetExtendData("key", &byte, 1));
   frame.reset();
   EXPECT_EQ(extend->GetExtendDataLength("key"), 1U);
+  Drain(*pool_);
+}
+
+TEST_F(HybridFrameTest, CameraRecordsSurviveTheRelease) {
+  std::shared_ptr<IMediaBuffer> frame = Wrap(Device());
+  void* store = nullptr;
+  frame->GetDesc(0)->QueryProperty(kMultiCameraKey, &store);
+  auto* cameras = static_cast<IVideoMultiCameraFrameManger*>(store);
+  cameras->GetFrameConfig()->AddFrame("camera", 1, 2, 3);
+  frame.reset();
+  EXPECT_NE(cameras->GetFrameInquire(), nullptr);
   Drain(*pool_);
 }
 
@@ -269,6 +281,17 @@ TEST_F(HybridFrameTest, DeviceFramesAndHostSourcesCopyByTheStorage) {
   EXPECT_EQ(gpu_->Count("Download"), 0);
 }
 
+TEST_F(HybridFrameTest, AnyLocationButTheHostsIsADevices) {
+  const std::shared_ptr<FakeFrame> storage = Device();
+  storage->GetDesc(0)->SetMemoryLocation(2);
+  const std::shared_ptr<IMediaBuffer> frame = Wrap(storage);
+  const std::shared_ptr<FakeFrame> source = Device();
+  EXPECT_EQ(frame->CopyFrom(source.get()), 19) << "nothing to download into";
+  EXPECT_EQ(gpu_->Count("Download"), 0);
+  EXPECT_EQ(Inner(frame).MakeBlank(blank_pool_), 1);
+  EXPECT_EQ(storage->picture, -1);
+}
+
 TEST_F(HybridFrameTest, WithoutItsGpuAllocatorAHostFrameCopiesByItsStorage) {
   auto host =
       std::make_shared<FakeFrame>(gpu_->life_count(), VideoRequest(1, 64, 64)->CloneShared());
@@ -377,6 +400,18 @@ TEST_F(HybridFrameTest, MakeBlankKeepsABlankPoolThatLives) {
   EXPECT_EQ(Drain(*blank_pool_), 1U);
 }
 
+TEST_F(HybridFrameTest, MakeBlankReplacesABlankPoolThatIsClosed) {
+  std::shared_ptr<IMediaBuffer> frame = Wrap(Device());
+  End(*blank_pool_);
+  const auto other = std::make_shared<BlankPool>();
+  EXPECT_EQ(Inner(frame).MakeBlank(other), 1);
+  Mark(frame, "Blank");
+  frame.reset();
+  EXPECT_EQ(Drain(*pool_), 0U);
+  EXPECT_EQ(Drain(*other), 1U);
+  End(*other);
+}
+
 TEST_F(HybridFrameTest, ACloneUsesAFrameOfThePool) {
   const std::shared_ptr<FakeFrame> storage = Device();
   const std::shared_ptr<FakeFrame> spare = Device();
@@ -416,6 +451,31 @@ TEST_F(HybridFrameTest, ACloneWithoutPooledFramesClonesTheStorage) {
   EXPECT_EQ(static_cast<FakeFrame*>(copy->QueryNative(0))->picture, 42);
   Mark(copy, "Blank");
   copy.reset();
+  EXPECT_EQ(Drain(*blank_pool_), 1U);
+}
+
+TEST_F(HybridFrameTest, ACloneLeavesBlackFramesForThoseWhoAskForThem) {
+  const std::shared_ptr<IMediaBuffer> frame = Wrap(Device());
+  const std::shared_ptr<FakeFrame> plain = Device();
+  std::shared_ptr<IMediaBuffer> blank = Wrap(Device());
+  Mark(blank, "Blank");
+  blank.reset();
+  Wrap(plain).reset();
+  EXPECT_EQ(frame->Clone(0)->GetDesc(0), plain->GetDesc(0));
+  EXPECT_EQ(Drain(*blank_pool_), 1U);
+}
+
+TEST_F(HybridFrameTest, ACloneOfTheStorageHasTheSameAllocatorAndPools) {
+  const std::shared_ptr<IMediaBuffer> frame =
+      Wrap(std::make_shared<FakeFrame>(gpu_->life_count(), VideoRequest(1, 64, 64)->CloneShared()));
+  std::shared_ptr<IMediaBuffer> plain = frame->Clone(0);
+  std::shared_ptr<IMediaBuffer> blank = frame->Clone(0);
+  const std::shared_ptr<FakeFrame> device = Device();
+  EXPECT_EQ(plain->CopyFrom(device.get()), 1) << "a download";
+  Mark(blank, "Blank");
+  plain.reset();
+  EXPECT_EQ(Drain(*pool_), 1U);
+  blank.reset();
   EXPECT_EQ(Drain(*blank_pool_), 1U);
 }
 
