@@ -8,6 +8,7 @@
 #include <cstring>
 #include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "aligned_heap.h"
@@ -458,6 +459,24 @@ TEST(Buffer2dClone, IsAPlanarFrameOfTheCurrentAllocator) {
     EXPECT_EQ(planar->Data()[6272], 0x33);
     EXPECT_EQ(planar->GetDesc(0)->GetWidth(), 100U);
     EXPECT_NE(planar->Owner().lock(), nullptr);
+  }
+  NUXMivareDefaultAllocatorUninit();
+}
+
+TEST(Buffer2dClone, ComesWithoutAPictureWhereThatCannotBeCopied) {
+  LogCapture log;
+  TrovelBalance balance;
+  ASSERT_EQ(NUXMivareDefaultAllocatorInit(nullptr), 0);
+  for (const auto& [media_type, smt] : {std::pair{1U, 55}, std::pair{5U, 45}}) {
+    SCOPED_TRACE(smt);
+    const MediaDescPtr desc = MakeMediaDesc(media_type, smt);
+    desc->SetWidthHeight(64, 64);
+    const auto frame = _CreateMediaBuffer2D(desc.get(), nullptr);
+    ASSERT_NE(frame, nullptr);
+    const std::shared_ptr<IMediaBuffer> clone = frame->Clone(0);
+    ASSERT_NE(clone, nullptr);
+    EXPECT_EQ(clone->GetDesc(0)->GetSmt(), smt);
+    EXPECT_EQ(clone->CopyFrom(frame.get()), -1);
   }
   NUXMivareDefaultAllocatorUninit();
 }

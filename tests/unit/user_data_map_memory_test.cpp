@@ -83,6 +83,17 @@ TEST(UserDataMapMemory, AMapWithoutHintsIsAskedForOneWithoutItsLock) {
   EXPECT_FALSE(asked_without_lock());
 }
 
+TEST(UserDataMapMemory, AHintIsFoundWhateverElseHasLeft) {
+  UserDataMap map;
+  map.Set("Blank", ValAny(1));
+  map.Set("note", ValAny(2));
+  map.Remove("note");
+  EXPECT_TRUE(map.HasHint("Blank"));
+  map.Set("AllocHostMem", ValAny(3));
+  map.Remove("AllocHostMem");
+  EXPECT_TRUE(map.HasHint("Blank"));
+}
+
 TEST(UserDataMapMemory, ClearingAndCopyingAgainAsksForNone) {
   UserDataMap source;
   Fill(source, 8);
