@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "allocator.h"
 #include "mivare/helper.h"
@@ -84,6 +85,42 @@ TEST_F(AllocatorMemoryTest, AWarmRequestThatFailsGivesTheBufferBack) {
     EXPECT_EQ(all, 4096U);
     EXPECT_EQ(free, 4096U);
   }
+}
+
+// With weak references to all earlier handles the room for their counts is taken, and each handle
+// asks for memory.
+TEST_F(AllocatorMemoryTest, ABufferWithoutMemoryForItsHandleIsBackInItsPool) {
+  TrovelBalance balance;
+  FakeDesc desc(1, 1);
+  const std::shared_ptr<IAllocatorEx> cpu = MakeCpuAllocator();
+  std::shared_ptr<IMediaBuffer> buffer = cpu->Alloc(&desc, nullptr, nullptr);
+  IMediaBuffer* address = buffer.get();
+  // The host's own note of the buffer, to be left alone: what is taken back was put there before.
+  trovel::AddResource("Video Buffer", address);
+  const size_t idle = trovel::CountResources("Video Buffer") - 1;
+  std::vector<std::weak_ptr<IMediaBuffer>> weak{buffer};
+  buffer.reset();
+  int failures = 0;
+  for (int round = 0; round < 3; ++round) {
+    for (uint64_t nth = 1; buffer == nullptr; ++nth) {
+      SCOPED_TRACE(nth);
+      {
+        const FailingNew failing(nth);
+        buffer = cpu->Alloc(&desc, nullptr, nullptr);
+        ASSERT_NE(failing.fired(), buffer != nullptr);
+      }
+      if (buffer == nullptr) {
+        ++failures;
+        EXPECT_EQ(trovel::CountResources("Video Buffer"), idle);
+      }
+    }
+    EXPECT_EQ(buffer.get(), address);
+    for (const auto& earlier : weak) EXPECT_TRUE(earlier.expired());
+    weak.push_back(buffer);
+    buffer.reset();
+  }
+  EXPECT_GE(failures, 3) << "one a round: for the second room, then from the heap";
+  EXPECT_EQ(trovel::RemoveResource("Video Buffer", address), 0);
 }
 
 TEST_F(AllocatorMemoryTest, AReleaseAllocatesNothing) {
