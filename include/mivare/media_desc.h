@@ -221,8 +221,8 @@ extern "C" MIVARE_API void NUXMivareCopyUserData(mivare::IMediaDesc* destination
 /// How large a canvas must be for a `width` x `height` picture turned by `angle` degrees, if it is
 /// to keep that picture's proportions. `reserved` is ignored. Writes the side that follows the
 /// picture's height to `outA` and the one that follows its width to `outB`; null outputs are
-/// skipped, a side that is not finite, or not below 2^63, is written as 0, a larger one than 32 bits
-/// hold as its low 32. Reentrant.
+/// skipped, a side that is not finite, or not below 2^63, is written as 0, a larger one than 32
+/// bits hold as its low 32. Reentrant.
 extern "C" MIVARE_API void GetVideoRotateCaseNewSize(float angle, int32_t reserved, uint32_t width,
                                                      uint32_t height, uint32_t* outA,
                                                      uint32_t* outB);
