@@ -69,14 +69,15 @@ TEST_F(SplitPoolTest, OthersFramesAreTakenInTurn) {
   constexpr uint32_t kLanes = 8;
   std::vector<IMediaBuffer*> one;
   std::vector<IMediaBuffer*> other;
-  uint32_t lane = 0;
+  const uint32_t home = platform::ThreadNumber() % kLanes;  // which would come first
+  uint32_t lane = home;
   // Each thread is there until those that it starts have ended, so that no two are the same.
   const std::function<void()> fill_two_lanes = [&] {
     const uint32_t mine = platform::ThreadNumber() % kLanes;
-    if (one.empty()) {
+    if (one.empty() && mine != home) {
       lane = mine;
       one = Fill(2);
-    } else if (mine != lane) {
+    } else if (mine != home && mine != lane) {
       other = Fill(2);
       return;
     }
