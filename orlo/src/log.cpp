@@ -37,16 +37,8 @@ struct Call {
   uint64_t sink = 0;
   std::thread::id thread;
   bool waiting = false;  // its thread is inside RemoveLogSink
-  std::atomic<Call*> next{nullptr};
+  Call* next = nullptr;
 };
-
-/// Unlinks a node from the list that holds it.
-template <class Node>
-void Unlink(std::atomic<Node*>& first, const Node& node) {
-  std::atomic<Node*>* link = &first;
-  while (link->load() != &node) link = &link->load()->next;
-  link->store(node.next.load());
-}
 
 /// The lock of the sinks, taken unless nobody else is left who could hold it in earnest.
 class SinkLock {
@@ -66,8 +58,9 @@ class SinkLock {
   std::unique_lock<std::mutex> lock_;
 };
 
-// Each change of the two lists is one store of a pointer: whoever is left alone finds them whole,
-// wherever the other threads were killed.
+// Each change of the list of sinks is one store of a pointer: whoever is left alone finds it whole,
+// wherever the other threads were killed. Their calls, whose stacks may be gone, it does not look
+// at.
 class SinkList {
  public:
   uint64_t Add(LogSink call, void* context) {
@@ -76,7 +69,7 @@ class SinkList {
     made->context = context;
     const SinkLock lock(mutex_);
     const uint64_t id = made->id = ++last_id_;
-    End().store(made.release());
+    LinkBehind(id) = made.release();
     has_sinks.store(true, std::memory_order_relaxed);
     return id;
   }
@@ -85,9 +78,10 @@ class SinkList {
     std::unique_ptr<Sink> removed;  // freed without the lock
     const std::thread::id self = std::this_thread::get_id();
     SinkLock lock(mutex_);
-    Sink* const sink = FirstAfter(id - 1);
+    std::atomic<Sink*>& link = LinkBehind(id - 1);
+    Sink* const sink = link;
     if (sink != nullptr && sink->id == id) {
-      Unlink(sinks_, *sink);
+      link = sink->next.load();
       removed.reset(sink);
     }
     has_sinks.store(sinks_.load() != nullptr, std::memory_order_relaxed);
@@ -99,7 +93,7 @@ class SinkList {
     // Two sinks that remove each other, or one that removes itself on two threads, would wait for
     // each other; so whoever comes from inside a sink passes by those who wait already.
     changed_.wait(lock.get(), [&] {
-      return !AnyCall([&](const Call& call) {
+      return !AnyCall(calls_, [&](const Call& call) {
         return call.sink == id && call.thread != self && !(inside && call.waiting);
       });
     });
@@ -111,18 +105,19 @@ class SinkList {
     Call call;
     call.thread = std::this_thread::get_id();
     SinkLock lock(mutex_);
+    Call*& calls = lock.alone() ? calls_alone_ : calls_;
     const uint64_t last = last_id_;
     for (uint64_t done = 0;;) {
-      const Sink* const next = FirstAfter(done);
+      const Sink* const next = LinkBehind(done);
       if (next == nullptr || next->id > last) return;
       done = next->id;
       const auto same = [&](const Call& c) { return c.sink == done && c.thread == call.thread; };
-      if (AnyCall(same)) continue;
+      if (AnyCall(calls, same)) continue;
       const LogSink sink = next->call;
       void* const context = next->context;
       call.sink = done;
-      call.next = calls_.load();
-      calls_ = &call;
+      call.next = calls;
+      calls = &call;
       lock.Unlock();
       try {
         sink(context, tag, level, text);
@@ -130,31 +125,31 @@ class SinkList {
         // A failing sink must not take the others, or the caller, with it.
       }
       lock.Lock();
-      Unlink(calls_, call);
+      Unlink(calls, call);
       if (!lock.alone()) changed_.notify_all();
     }
   }
 
  private:
-  /// Where the next sink goes.
-  std::atomic<Sink*>& End() {
-    std::atomic<Sink*>* end = &sinks_;
-    while (Sink* const sink = end->load()) end = &sink->next;
-    return *end;
-  }
-
-  Sink* FirstAfter(uint64_t id) const {
-    Sink* sink = sinks_;
-    while (sink != nullptr && sink->id <= id) sink = sink->next;
-    return sink;
+  /// The link to the first sink behind that id, or where it would go.
+  std::atomic<Sink*>& LinkBehind(uint64_t id) {
+    std::atomic<Sink*>* link = &sinks_;
+    for (Sink* sink = *link; sink != nullptr && sink->id <= id; sink = *link) link = &sink->next;
+    return *link;
   }
 
   template <class Predicate>
-  bool AnyCall(Predicate predicate) const {
-    for (const Call* call = calls_; call != nullptr; call = call->next) {
+  static bool AnyCall(const Call* call, Predicate predicate) {
+    for (; call != nullptr; call = call->next) {
       if (predicate(*call)) return true;
     }
     return false;
+  }
+
+  static void Unlink(Call*& first, const Call& call) {
+    Call** link = &first;
+    while (*link != &call) link = &(*link)->next;
+    *link = call.next;
   }
 
   /// Marks the calls that a thread is inside of; false when there are none.
@@ -171,7 +166,8 @@ class SinkList {
   std::mutex mutex_;                   // guards everything below
   std::condition_variable changed_;    // a call has ended
   std::atomic<Sink*> sinks_{nullptr};  // by id, upwards
-  std::atomic<Call*> calls_{nullptr};
+  Call* calls_ = nullptr;
+  Call* calls_alone_ = nullptr;  // of the one thread that is left
   uint64_t last_id_ = 0;
 };
 

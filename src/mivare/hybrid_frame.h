@@ -44,8 +44,7 @@ class HybridBuffer final : public IMediaBuffer, public BlockHolder {
   uint64_t created_at() const { return created_at_; }
   void StampNow();
 
-  /// When a pool with lanes got the frame back, as the pool counts it. Belongs to its lock
-  /// likewise.
+  /// When a split pool got the frame back, in ticks of the processor. Belongs to its lock likewise.
   uint64_t returned_at() const { return returned_at_; }
   void set_returned_at(uint64_t when) { returned_at_ = when; }
 

@@ -187,6 +187,7 @@ void UserDataMap::Merge(UserDataMap& source, Hints hints) {
     copy->value = entry->value;
     copies.Push(std::move(copy));
   }
+  if (copies.size() == 0) return;
   Entries& merged = leaving.room;
   if (entries_.empty()) merged.swap(entries_);  // the room that it has will do
   merged.reserve(entries_.size() + copies.size());

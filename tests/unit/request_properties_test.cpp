@@ -347,6 +347,24 @@ TEST(CarryRequest, AsksForNoMemoryInTheLongRun) {
   EXPECT_EQ(ExtendDataOf(*frame).GetExtendDataLength(kBlocks[0]), 200U);
 }
 
+TEST(CarryRequest, KeepsTheRoomForNotesOverRequestsThatBringOnlyHints) {
+  const MediaDescPtr noted = MakeMediaDesc(1, 1);
+  noted->GetUserDataConfig()->Set("note", 1);
+  const MediaDescPtr hinted = MakeMediaDesc(1, 1);
+  hinted->GetUserDataConfig()->Set("Blank", 1);
+  const MediaDescPtr frame = MakeMediaDesc(1, 1);
+  const auto serve = [&] {
+    for (IMediaDesc* request : {noted.get(), hinted.get()}) {
+      CarryRequest(request, frame.get());
+      frame->GetUserDataConfig()->Clear();
+    }
+  };
+  serve();
+  const FailingNew failing(1);
+  serve();
+  EXPECT_FALSE(failing.fired());
+}
+
 TEST(CarryRequest, OfOneRequestToFramesOfManyThreadsGivesEachAllOfIt) {
   const LogCapture quiet;
   const MediaDescPtr request = MakeMediaDesc(1, 1);
